@@ -1,0 +1,8 @@
+#include "Point.h"
+
+namespace vel {
+namespace {
+#include "Point.inl"
+}
+VEL_KERNEL_TABLE(Point, VEL_POINT_KERNELS)
+}  // namespace vel
