@@ -1,15 +1,120 @@
 #include "VELColorTransform.h"
 
-// Operations that are not built yet answer E_FAIL.
+#include "Kernels/Kernels.h"
+#include "PixelRows.h"
 
-HRESULT CVELColorTransform::Colorize(IVEL* /*image*/, unsigned char /*hue*/, unsigned char /*saturation*/, float /*blend*/) { return E_FAIL; }
-HRESULT CVELColorTransform::Lut(IVEL* /*image*/, unsigned char* /*table*/) { return E_FAIL; }
-HRESULT CVELColorTransform::Negative(IVEL* /*image*/) { return E_FAIL; }
-HRESULT CVELColorTransform::GrayScale(IVEL* /*image*/) { return E_FAIL; }
-HRESULT CVELColorTransform::ShiftRGB(IVEL* /*image*/, int /*redShift*/, int /*greenShift*/, int /*blueShift*/) { return E_FAIL; }
-HRESULT CVELColorTransform::Gamma(IVEL* /*image*/, float /*gamma*/) { return E_FAIL; }
-HRESULT CVELColorTransform::Light(IVEL* /*image*/, int /*brightness*/, int /*contrast*/) { return E_FAIL; }
-HRESULT CVELColorTransform::SetImageAlpha(IVEL* /*image*/, int /*alpha*/, int /*unused*/) { return E_FAIL; }
-HRESULT CVELColorTransform::SetImageAlphaTransparency(IVEL* /*image*/, int /*alpha*/, unsigned int /*key*/) { return E_FAIL; }
-HRESULT CVELColorTransform::SetImageTransparentPixel(IVEL* /*image*/, unsigned int /*key*/) { return E_FAIL; }
-HRESULT CVELColorTransform::Threshold(IVEL* /*image*/, int /*level*/) { return E_FAIL; }
+using vel::ImageView;
+using vel::ViewOf;
+
+namespace {
+
+constexpr int kTableSize = 256;
+
+int Clamp(int64_t value, int low, int high) {
+    return static_cast<int>(value < low ? low : value > high ? high : value);
+}
+
+// Below 24 bits a pixel is a grey index, so any change of colour is a table from index to index; depths that are not
+// indexed are never written.
+void MapIndexes(const ImageView& view, const uint8_t (&table)[kTableSize]) {
+    if (view.Indexed()) vel::MapIndexRows(view, table);
+}
+
+}  // namespace
+
+HRESULT CVELColorTransform::Negative(IVEL* image) {
+    if (!image) return E_FAIL;
+    const ImageView view = ViewOf(image);
+    if (view.Empty() || !(view.bitsPerPixel == 8 || view.Coloured())) return S_OK;
+    const auto& kernels = vel::Kernels().Point();
+    const uint32_t mask = view.HasAlpha() ? 0x00FFFFFFu : 0xFFFFFFFFu;
+    for (uint32_t y = 0; y < view.height; ++y) kernels.ComplementRow(view.Row(y), view.RowBytes(), mask);
+    return S_OK;
+}
+
+HRESULT CVELColorTransform::Lut(IVEL* image, unsigned char* table) {
+    if (!image || !table) return E_FAIL;
+    const ImageView view = ViewOf(image);
+    if (view.Empty()) return S_OK;
+    const auto& kernels = vel::Kernels().Point();
+    if (view.bitsPerPixel == 8 || view.bitsPerPixel == 24) {
+        for (uint32_t y = 0; y < view.height; ++y) kernels.LookUpRow(view.Row(y), view.RowBytes(), table);
+    } else if (view.HasAlpha()) {
+        for (uint32_t y = 0; y < view.height; ++y) kernels.LookUpRow32(view.Row(y), view.width, table);
+    }
+    return S_OK;
+}
+
+HRESULT CVELColorTransform::GrayScale(IVEL* image) {
+    if (!image) return E_FAIL;
+    const ImageView source = ViewOf(image);
+    SmartPtr<IVELImage> made = vel::NewImageFromCollection();
+    if (!made.Get()) return E_FAIL;
+    made->Create(source.width, source.height, source.planes, source.bitsPerPixel, source.format);
+    vel::GreyPixels(ViewOf(made.Get()), source);
+    return vel::DeliverImage(image, std::move(made), nullptr);
+}
+
+HRESULT CVELColorTransform::ShiftRGB(IVEL* image, int redShift, int greenShift, int blueShift) {
+    if (!image) return E_FAIL;
+    const ImageView view = ViewOf(image);
+    if (view.Empty()) return S_OK;
+    if (view.Coloured()) {
+        const auto& kernels = vel::Kernels().Point();
+        const int bytes = static_cast<int>(view.PixelBytes());
+        const int blue = Clamp(blueShift, -255, 255), green = Clamp(greenShift, -255, 255);
+        const int red = Clamp(redShift, -255, 255);
+        for (uint32_t y = 0; y < view.height; ++y) kernels.ShiftRow(view.Row(y), view.width, bytes, blue, green, red);
+        return S_OK;
+    }
+    uint8_t table[kTableSize];
+    for (int i = 0; i < kTableSize; ++i) {
+        const int sum = Clamp(int64_t{i} + blueShift, 0, 255) + Clamp(int64_t{i} + greenShift, 0, 255) +
+                        Clamp(int64_t{i} + redShift, 0, 255);
+        table[i] = static_cast<uint8_t>(vel::NearestGreyIndex(static_cast<uint32_t>(sum)));
+    }
+    MapIndexes(view, table);
+    return S_OK;
+}
+
+HRESULT CVELColorTransform::Gamma(IVEL* image, float gamma) {
+    const double inverse = 1.0f / gamma;
+    const double norm = UTILMath::Pow(255.0, inverse) / 255.0;
+    uint8_t table[kTableSize];
+    for (int i = 0; i < kTableSize; ++i) {
+        const double t = UTILMath::Pow(i, inverse) / norm;
+        // A t that is no number takes neither limit; its integer is out of range, which is below 1.
+        table[i] = t >= 255 ? 255 : t >= 1 ? static_cast<uint8_t>(t) : 0;
+    }
+    return Lut(image, table);
+}
+
+HRESULT CVELColorTransform::Light(IVEL* image, int brightness, int contrast) {
+    const float scale = (static_cast<float>(contrast) + 100.0f) / 100.0f;
+    const float offset = static_cast<float>(brightness) + 128.0f;
+    uint8_t table[kTableSize];
+    for (int i = 0; i < kTableSize; ++i) {
+        const float t = static_cast<float>(i - 128) * scale + offset;
+        table[i] = t >= 255.0f ? 255 : t >= 1.0f ? static_cast<uint8_t>(t) : 0;
+    }
+    return Lut(image, table);
+}
+
+HRESULT CVELColorTransform::Threshold(IVEL* image, int level) {
+    if (!image) return E_FAIL;
+    GrayScale(image);
+    const ImageView view = ViewOf(image);
+    if (view.Empty()) return S_OK;
+    // 3 * level in 32-bit arithmetic, so an absurd level wraps.
+    const int limit = static_cast<int>(3u * static_cast<uint32_t>(level));
+    if (view.Coloured()) {
+        const auto& kernels = vel::Kernels().Point();
+        const int bytes = static_cast<int>(view.PixelBytes());
+        for (uint32_t y = 0; y < view.height; ++y) kernels.ThresholdRow(view.Row(y), view.width, bytes, limit);
+        return S_OK;
+    }
+    uint8_t table[kTableSize];
+    for (int i = 0; i < kTableSize; ++i) table[i] = 3 * i > limit ? 255 : 0;
+    MapIndexes(view, table);
+    return S_OK;
+}

@@ -12,11 +12,11 @@ namespace {
 #define VEL_FAMILY_AVX2(Family) &Family##Kernels_avx2,
 #define VEL_FAMILY_AVX512(Family) &Family##Kernels_avx512,
 
-const KernelSet kBaseline = {"baseline", VEL_KERNEL_FAMILIES(VEL_FAMILY_BASELINE)};
+[[maybe_unused]] const KernelSet kBaseline = {"baseline", VEL_KERNEL_FAMILIES(VEL_FAMILY_BASELINE)};
 
 #if defined(__x86_64__)
-const KernelSet kAvx2 = {"avx2", VEL_KERNEL_FAMILIES(VEL_FAMILY_AVX2)};
-const KernelSet kAvx512 = {"avx512", VEL_KERNEL_FAMILIES(VEL_FAMILY_AVX512)};
+[[maybe_unused]] const KernelSet kAvx2 = {"avx2", VEL_KERNEL_FAMILIES(VEL_FAMILY_AVX2)};
+[[maybe_unused]] const KernelSet kAvx512 = {"avx512", VEL_KERNEL_FAMILIES(VEL_FAMILY_AVX512)};
 
 struct Registers {
     uint32_t eax, ebx, ecx, edx;
@@ -38,7 +38,7 @@ uint64_t SavedState() {
 constexpr bool All(uint64_t value, uint64_t bits) { return (value & bits) == bits; }
 constexpr uint32_t Bit(int n) { return 1u << n; }
 
-const KernelSet& Choose() {
+[[maybe_unused]] const KernelSet& Choose() {
     const Registers one = Cpuid(1), seven = Cpuid(7), extended = Cpuid(0x80000001u);
     if (!(one.ecx & Bit(27))) return kBaseline;  // no XGETBV
     const uint64_t saved = SavedState();
@@ -53,7 +53,7 @@ const KernelSet& Choose() {
     return v4 ? kAvx512 : kAvx2;
 }
 #else
-const KernelSet& Choose() { return kBaseline; }
+[[maybe_unused]] const KernelSet& Choose() { return kBaseline; }
 #endif
 
 }  // namespace
