@@ -21,3 +21,6 @@ public:
     HRESULT SetImageTransparentPixel(IVEL* image, unsigned int key) override;
     HRESULT Threshold(IVEL* image, int level) override;
 };
+
+template <>
+const tagREFString IObjectInfoImpl<CVELColorTransform>::m_ObjectName;

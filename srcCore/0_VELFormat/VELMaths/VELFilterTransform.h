@@ -25,3 +25,6 @@ public:
     HRESULT Erode(IVEL* src, int size, IVEL** dest) override;
     virtual HRESULT Kernel(IVEL* src, short* kernel, int size, int divisor, int offset, IVEL** dest);
 };
+
+template <>
+const tagREFString IObjectInfoImpl<CVELFilterTransform>::m_ObjectName;

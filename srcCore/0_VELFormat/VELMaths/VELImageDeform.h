@@ -11,3 +11,6 @@ public:
 
     HRESULT CircleTransform(IVEL* image, int mode, int opaque) override;
 };
+
+template <>
+const tagREFString IObjectInfoImpl<CVELImageDeform>::m_ObjectName;

@@ -29,3 +29,6 @@ public:
                            short unused) override;
     virtual HRESULT FillVoids(IVEL* image);
 };
+
+template <>
+const tagREFString IObjectInfoImpl<CVELImageTransform>::m_ObjectName;

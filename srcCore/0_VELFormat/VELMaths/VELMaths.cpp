@@ -8,6 +8,17 @@
 
 SmartPtr<IComponentCollection> gGlobalComponentCollection;
 
+template <>
+const tagREFString IObjectInfoImpl<CVELColorTransform>::m_ObjectName = RefString(L"VELColorTransform");
+template <>
+const tagREFString IObjectInfoImpl<CVELFilterTransform>::m_ObjectName = RefString(L"VELFilterTransform");
+template <>
+const tagREFString IObjectInfoImpl<CVELImageDeform>::m_ObjectName = RefString(L"VELDeform");
+template <>
+const tagREFString IObjectInfoImpl<CVELMaths>::m_ObjectName = RefString(L"VELMaths");
+template <>
+const tagREFString IObjectInfoImpl<CVELImageTransform>::m_ObjectName = RefString(L"VELTransform");
+
 namespace {
 
 // Hosts and module agree on identifiers by computing them; this runs before any entry point.
@@ -31,17 +42,6 @@ const ClassEntry kClasses[] = {
 };
 
 }  // namespace
-
-template <>
-const tagREFString IObjectInfoImpl<CVELColorTransform>::m_ObjectName = RefString(L"VELColorTransform");
-template <>
-const tagREFString IObjectInfoImpl<CVELFilterTransform>::m_ObjectName = RefString(L"VELFilterTransform");
-template <>
-const tagREFString IObjectInfoImpl<CVELImageDeform>::m_ObjectName = RefString(L"VELDeform");
-template <>
-const tagREFString IObjectInfoImpl<CVELMaths>::m_ObjectName = RefString(L"VELMaths");
-template <>
-const tagREFString IObjectInfoImpl<CVELImageTransform>::m_ObjectName = RefString(L"VELTransform");
 
 // Exported under its decorated name only: a loader that looks for plain "InitializeModule" does not find it, and the
 // module then fetches the collection itself. Hosts rely on that asymmetry.

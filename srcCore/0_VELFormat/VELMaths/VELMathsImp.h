@@ -17,3 +17,6 @@ public:
     HRESULT Add(IVELImage* destination, IVEL* first, IVEL* second, float divisor) override;
     HRESULT Scale8(IVELImage* destination, IVEL* source, int offset, double factor) override;
 };
+
+template <>
+const tagREFString IObjectInfoImpl<CVELMaths>::m_ObjectName;
