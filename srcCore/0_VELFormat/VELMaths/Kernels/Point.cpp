@@ -2,6 +2,7 @@
 
 namespace vel {
 namespace {
+#include "Bytes.inl"
 #include "Point.inl"
 }
 VEL_KERNEL_TABLE(Point, VEL_POINT_KERNELS)

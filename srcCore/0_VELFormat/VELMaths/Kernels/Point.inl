@@ -3,6 +3,10 @@
 static void ComplementRow(uint8_t* row, size_t bytes, uint32_t mask) {
     const uint64_t wide = mask | static_cast<uint64_t>(mask) << 32;
     size_t i = 0;
+#if VEL_VECTOR
+    const Bytes pattern = Splat32(static_cast<int>(mask));
+    for (; i + kVectorBytes <= bytes; i += kVectorBytes) StoreBytes(row + i, Xor(LoadBytes(row + i), pattern));
+#endif
     for (; i + 8 <= bytes; i += 8) {
         uint64_t word;
         memcpy(&word, row + i, 8);
@@ -13,25 +17,16 @@ static void ComplementRow(uint8_t* row, size_t bytes, uint32_t mask) {
 }
 
 #if VEL_AVX512
-// 64 look-ups at once: the table lies in four registers, two two-register permutes answer for its halves and the top
-// bit of the index chooses.
-static inline __m512i LookUp64(__m512i index, const __m512i (&table)[4]) {
-    const __m512i low = _mm512_permutex2var_epi8(table[0], index, table[1]);
-    const __m512i high = _mm512_permutex2var_epi8(table[2], index, table[3]);
-    return _mm512_mask_blend_epi8(_mm512_movepi8_mask(index), low, high);
-}
-
 // keep: bytes of each 64 that stay as they are.
 static void LookUpBytes(uint8_t* row, size_t bytes, const uint8_t* entries, __mmask64 keep) {
-    const __m512i table[4] = {_mm512_loadu_si512(entries), _mm512_loadu_si512(entries + 64),
-                              _mm512_loadu_si512(entries + 128), _mm512_loadu_si512(entries + 192)};
+    const ByteTable table(entries);
     size_t i = 0;
     for (; i + 64 <= bytes; i += 64) {
         const __m512i old = _mm512_loadu_si512(row + i);
         _mm512_storeu_si512(row + i, _mm512_mask_mov_epi8(LookUp64(old, table), keep, old));
     }
     if (i < bytes) {
-        const __mmask64 rest = (~0ull >> (64 - (bytes - i))) & ~keep;
+        const __mmask64 rest = FirstBytes(bytes - i) & ~keep;
         _mm512_mask_storeu_epi8(row + i, rest, LookUp64(_mm512_maskz_loadu_epi8(rest, row + i), table));
     }
 }
@@ -57,55 +52,197 @@ static void LookUpRow32(uint8_t* row, size_t pixels, const uint8_t* table) {
 #endif
 }
 
-// floor(sum / 3) for sums up to 765: 43691 / 2^17 is 1/3 + 2.5e-6, too little to reach the next integer.
-static inline uint8_t ThirdOf(uint32_t sum) { return static_cast<uint8_t>(sum * 43691u >> 17); }
+#if VEL_AVX2
+// Pixels of 3 bytes spread to 4-byte lanes whose fourth byte is 0, and a byte of each lane repeated three times back.
+// A step is 12 bytes a 128-bit lane; loading and storing touch `kSpreadSlack` bytes beyond the pixels at most.
+#if VEL_AVX512
+static constexpr size_t kSpreadPixels = 16, kSpreadSlack = 16;
+static inline Bytes SpreadPixels(const uint8_t* p) {
+    const __m512i places = _mm512_set_epi32(0x40'2F2E2D, 0x40'2C2B2A, 0x40'292827, 0x40'262524, 0x40'232221, 0x40'201F1E,
+                                            0x40'1D1C1B, 0x40'1A1918, 0x40'171615, 0x40'141312, 0x40'11100F, 0x40'0E0D0C,
+                                            0x40'0B0A09, 0x40'080706, 0x40'050403, 0x40'020100);
+    const __m512i spread = _mm512_permutexvar_epi8(places, _mm512_loadu_si512(p));
+    return _mm512_and_si512(spread, _mm512_set1_epi32(0x00FFFFFF));
+}
+static inline void StoreRepeated(uint8_t* p, Bytes lanes) {
+    const __m512i places = _mm512_set_epi8(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,  //
+                                           60, 60, 60, 56, 56, 56, 52, 52, 52, 48, 48, 48, 44, 44, 44, 40,  //
+                                           40, 40, 36, 36, 36, 32, 32, 32, 28, 28, 28, 24, 24, 24, 20, 20,  //
+                                           20, 16, 16, 16, 12, 12, 12, 8, 8, 8, 4, 4, 4, 0, 0, 0);
+    _mm512_mask_storeu_epi8(p, 0x0000FFFFFFFFFFFFull, _mm512_permutexvar_epi8(places, lanes));
+}
+#else
+static constexpr size_t kSpreadPixels = 8, kSpreadSlack = 4;
+static inline Bytes SpreadPixels(const uint8_t* p) {
+    const __m128i first = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    const __m128i second = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 12));
+    const __m256i places = _mm256_broadcastsi128_si256(
+        _mm_set_epi8(-1, 11, 10, 9, -1, 8, 7, 6, -1, 5, 4, 3, -1, 2, 1, 0));
+    return _mm256_shuffle_epi8(_mm256_inserti128_si256(_mm256_castsi128_si256(first), second, 1), places);
+}
+static inline void StoreRepeated(uint8_t* p, Bytes lanes) {
+    const __m256i places = _mm256_broadcastsi128_si256(
+        _mm_set_epi8(-1, -1, -1, -1, 12, 12, 12, 8, 8, 8, 4, 4, 4, 0, 0, 0));
+    const __m256i bytes = _mm256_shuffle_epi8(lanes, places);
+    const __m128i second = _mm256_extracti128_si256(bytes, 1);
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_castsi256_si128(bytes));
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p + 12), second);
+    const int last = _mm_extract_epi32(second, 2);
+    memcpy(p + 20, &last, 4);
+}
+#endif
+
+// blue + green + red of each 4-byte lane.
+static inline Bytes ChannelSums(Bytes pixels) {
+    const Bytes weights = Splat32(0x00010101);
+#if VEL_AVX512
+    return _mm512_dpbusd_epi32(_mm512_setzero_si512(), pixels, weights);
+#else
+    return VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(maddubs_epi16)(pixels, weights), Splat16(1));
+#endif
+}
+static inline Bytes ThirdOfLanes(Bytes sums) { return VEL_BYTES_OP(mulhi_epu16)(sums, Splat16(21846)); }
+
+// 0xFFFFFFFF in the lanes whose sum is above the limit.
+static inline Bytes LanesAbove(Bytes sums, int limit) {
+#if VEL_AVX512
+    return _mm512_movm_epi32(_mm512_cmpgt_epi32_mask(sums, Splat32(limit)));
+#else
+    return _mm256_cmpgt_epi32(sums, Splat32(limit));
+#endif
+}
+
+// The lowest byte of each lane in its three colour bytes.
+static inline Bytes RepeatInLanes(Bytes lanes) {
+    const __m128i places = _mm_set_epi8(-1, 12, 12, 12, -1, 8, 8, 8, -1, 4, 4, 4, -1, 0, 0, 0);
+#if VEL_AVX512
+    return _mm512_shuffle_epi8(lanes, _mm512_broadcast_i32x4(places));
+#else
+    return _mm256_shuffle_epi8(lanes, _mm256_broadcastsi128_si256(places));
+#endif
+}
+static inline Bytes WithAlphaOf(Bytes colours, Bytes pixels) {
+    const Bytes alpha = Splat32(static_cast<int>(0xFF000000u));
+    return Or(And(colours, Splat32(0x00FFFFFF)), And(pixels, alpha));
+}
+#endif
 
 static void GreyRow24(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    for (size_t i = 0; i < pixels; ++i) {
-        const uint8_t grey = ThirdOf(src[3 * i] + src[3 * i + 1] + src[3 * i + 2]);
-        dst[3 * i] = dst[3 * i + 1] = dst[3 * i + 2] = grey;
+    size_t i = 0;
+#if VEL_AVX2
+    for (; 3 * (i + kSpreadPixels) + kSpreadSlack <= 3 * pixels; i += kSpreadPixels) {
+        StoreRepeated(dst + 3 * i, ThirdOfLanes(ChannelSums(SpreadPixels(src + 3 * i))));
+    }
+#endif
+    for (; i < pixels; ++i) {
+        const uint32_t grey = ThirdOf(src[3 * i] + src[3 * i + 1] + src[3 * i + 2]);
+        dst[3 * i] = dst[3 * i + 1] = dst[3 * i + 2] = static_cast<uint8_t>(grey);
     }
 }
 
 static void GreyRow32(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    for (size_t i = 0; i < pixels; ++i) {
+    size_t i = 0;
+#if VEL_AVX2
+    for (; i + kVectorBytes / 4 <= pixels; i += kVectorBytes / 4) {
+        const Bytes old = LoadBytes(src + 4 * i);
+        StoreBytes(dst + 4 * i, WithAlphaOf(RepeatInLanes(ThirdOfLanes(ChannelSums(old))), old));
+    }
+#endif
+    for (; i < pixels; ++i) {
         uint32_t word;
         memcpy(&word, src + 4 * i, 4);
-        const uint32_t sum = (word & 0xFF) + (word >> 8 & 0xFF) + (word >> 16 & 0xFF);
-        const uint32_t grey = sum * 43691u >> 17;
+        const uint32_t grey = ThirdOf((word & 0xFF) + (word >> 8 & 0xFF) + (word >> 16 & 0xFF));
         word = (word & 0xFF000000u) | grey * 0x010101u;
         memcpy(dst + 4 * i, &word, 4);
     }
 }
 
+#if VEL_AVX2
+// Luma of the bytes at p, p + 1, p + 2 for a vector's worth of 16-bit lanes.
+static inline Bytes LumaLanes(const uint8_t* p) {
+#if VEL_AVX512
+    const __m512i a = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
+    const __m512i b = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 1)));
+    const __m512i c = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 2)));
+#else
+    const __m256i a = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+    const __m256i b = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 1)));
+    const __m256i c = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 2)));
+#endif
+    const Bytes first = Splat32(117 | 601 << 16), last = Splat32(306), zero = Splat8(0);
+    const Bytes low = VEL_BYTES_OP(add_epi32)(
+        VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpacklo_epi16)(a, b), first),
+        VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpacklo_epi16)(c, zero), last));
+    const Bytes high = VEL_BYTES_OP(add_epi32)(
+        VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpackhi_epi16)(a, b), first),
+        VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpackhi_epi16)(c, zero), last));
+    return VEL_BYTES_OP(packus_epi32)(VEL_BYTES_OP(srli_epi32)(low, 10), VEL_BYTES_OP(srli_epi32)(high, 10));
+}
+#endif
+
 static void LumaRow8(uint8_t* dst, const uint8_t* src, size_t count) {
-    for (size_t i = 0; i < count; ++i) {
+    size_t i = 0;
+#if VEL_AVX512
+    for (; i + 32 <= count; i += 32) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + i), _mm512_cvtepi16_epi8(LumaLanes(src + i)));
+    }
+#elif VEL_AVX2
+    for (; i + 32 <= count; i += 32) {
+        const __m256i packed = _mm256_packus_epi16(LumaLanes(src + i), LumaLanes(src + i + 16));
+        StoreBytes(dst + i, _mm256_permute4x64_epi64(packed, 0xD8));
+    }
+#endif
+    for (; i < count; ++i) {
         dst[i] = static_cast<uint8_t>((117u * src[i] + 601u * src[i + 1] + 306u * src[i + 2]) >> 10);
     }
 }
 
-static inline uint8_t Saturate(int value) {
-    return static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
-}
-
 static void ShiftRow(uint8_t* row, size_t pixels, int pixelBytes, int blue, int green, int red) {
-    if (pixelBytes == 3) {
-        for (size_t i = 0; i < pixels; ++i) {
-            row[3 * i] = Saturate(row[3 * i] + blue);
-            row[3 * i + 1] = Saturate(row[3 * i + 1] + green);
-            row[3 * i + 2] = Saturate(row[3 * i + 2] + red);
+    const int shifts[4] = {blue, green, red, 0};
+    const size_t bytes = pixels * static_cast<size_t>(pixelBytes);
+    size_t i = 0;
+#if VEL_VECTOR
+    // What is added and what is taken away repeats every three vectors, whatever the size of a pixel.
+    constexpr size_t kPeriod = 3 * kVectorBytes;
+    uint8_t up[kPeriod], down[kPeriod];
+    if (bytes >= kPeriod) {
+        for (size_t k = 0; k < kPeriod; ++k) {
+            const int shift = shifts[k % static_cast<size_t>(pixelBytes)];
+            up[k] = Saturate(shift);
+            down[k] = Saturate(-shift);
         }
-    } else {
-        for (size_t i = 0; i < pixels; ++i) {
-            row[4 * i] = Saturate(row[4 * i] + blue);
-            row[4 * i + 1] = Saturate(row[4 * i + 1] + green);
-            row[4 * i + 2] = Saturate(row[4 * i + 2] + red);
+        const Bytes add[3] = {LoadBytes(up), LoadBytes(up + kVectorBytes), LoadBytes(up + 2 * kVectorBytes)};
+        const Bytes take[3] = {LoadBytes(down), LoadBytes(down + kVectorBytes), LoadBytes(down + 2 * kVectorBytes)};
+        for (; i + kPeriod <= bytes; i += kPeriod) {
+            for (size_t k = 0; k < 3; ++k) {
+                uint8_t* p = row + i + k * kVectorBytes;
+                StoreBytes(p, SubtractSaturated(AddSaturated(LoadBytes(p), add[k]), take[k]));
+            }
         }
+    }
+#endif
+    for (int channel = static_cast<int>(i % static_cast<size_t>(pixelBytes)); i < bytes; ++i) {
+        row[i] = Saturate(row[i] + shifts[channel]);
+        channel = channel + 1 == pixelBytes ? 0 : channel + 1;
     }
 }
 
 static void ThresholdRow(uint8_t* row, size_t pixels, int pixelBytes, int limit) {
-    for (size_t i = 0; i < pixels; ++i, row += pixelBytes) {
+    size_t i = 0;
+#if VEL_AVX2
+    if (pixelBytes == 3) {
+        for (; 3 * (i + kSpreadPixels) + kSpreadSlack <= 3 * pixels; i += kSpreadPixels) {
+            StoreRepeated(row + 3 * i, LanesAbove(ChannelSums(SpreadPixels(row + 3 * i)), limit));
+        }
+    } else {
+        for (; i + kVectorBytes / 4 <= pixels; i += kVectorBytes / 4) {
+            const Bytes old = LoadBytes(row + 4 * i);
+            StoreBytes(row + 4 * i, WithAlphaOf(LanesAbove(ChannelSums(old), limit), old));
+        }
+    }
+#endif
+    row += i * static_cast<size_t>(pixelBytes);
+    for (; i < pixels; ++i, row += pixelBytes) {
         const int sum = row[0] + row[1] + row[2];
         row[0] = row[1] = row[2] = sum > limit ? 255 : 0;
     }

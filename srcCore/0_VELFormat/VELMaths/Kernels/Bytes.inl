@@ -1,0 +1,68 @@
+// Byte vectors of the level's width, and what several families share. Included inside a level's anonymous namespace.
+//
+// VEL_VECTOR is defined where the level has byte vectors (kVectorBytes of them in a `Bytes`): sse2 at baseline, avx2,
+// avx512. One source then serves all levels; the plain level and other processors take the plain loops.
+
+#if defined(__SSE2__) && !defined(VEL_PLAIN)
+#define VEL_VECTOR 1
+#if VEL_AVX512
+typedef __m512i Bytes;
+#define VEL_BYTES_OP(name) VEL_JOIN(_mm512_, name)
+static inline Bytes LoadBytes(const void* p) { return _mm512_loadu_si512(p); }
+static inline void StoreBytes(void* p, Bytes v) { _mm512_storeu_si512(p, v); }
+static inline Bytes And(Bytes a, Bytes b) { return _mm512_and_si512(a, b); }
+static inline Bytes Or(Bytes a, Bytes b) { return _mm512_or_si512(a, b); }
+static inline Bytes Xor(Bytes a, Bytes b) { return _mm512_xor_si512(a, b); }
+#elif VEL_AVX2
+typedef __m256i Bytes;
+#define VEL_BYTES_OP(name) VEL_JOIN(_mm256_, name)
+static inline Bytes LoadBytes(const void* p) { return _mm256_loadu_si256(static_cast<const __m256i*>(p)); }
+static inline void StoreBytes(void* p, Bytes v) { _mm256_storeu_si256(static_cast<__m256i*>(p), v); }
+static inline Bytes And(Bytes a, Bytes b) { return _mm256_and_si256(a, b); }
+static inline Bytes Or(Bytes a, Bytes b) { return _mm256_or_si256(a, b); }
+static inline Bytes Xor(Bytes a, Bytes b) { return _mm256_xor_si256(a, b); }
+#else
+typedef __m128i Bytes;
+#define VEL_BYTES_OP(name) VEL_JOIN(_mm_, name)
+static inline Bytes LoadBytes(const void* p) { return _mm_loadu_si128(static_cast<const __m128i*>(p)); }
+static inline void StoreBytes(void* p, Bytes v) { _mm_storeu_si128(static_cast<__m128i*>(p), v); }
+static inline Bytes And(Bytes a, Bytes b) { return _mm_and_si128(a, b); }
+static inline Bytes Or(Bytes a, Bytes b) { return _mm_or_si128(a, b); }
+static inline Bytes Xor(Bytes a, Bytes b) { return _mm_xor_si128(a, b); }
+#endif
+static constexpr size_t kVectorBytes = sizeof(Bytes);
+static inline Bytes Splat8(int v) { return VEL_BYTES_OP(set1_epi8)(static_cast<char>(v)); }
+static inline Bytes Splat16(int v) { return VEL_BYTES_OP(set1_epi16)(static_cast<short>(v)); }
+static inline Bytes Splat32(int v) { return VEL_BYTES_OP(set1_epi32)(v); }
+static inline Bytes AddSaturated(Bytes a, Bytes b) { return VEL_BYTES_OP(adds_epu8)(a, b); }
+static inline Bytes SubtractSaturated(Bytes a, Bytes b) { return VEL_BYTES_OP(subs_epu8)(a, b); }
+static inline Bytes Min8(Bytes a, Bytes b) { return VEL_BYTES_OP(min_epu8)(a, b); }
+static inline Bytes Max8(Bytes a, Bytes b) { return VEL_BYTES_OP(max_epu8)(a, b); }
+#endif
+
+#if VEL_AVX512
+// Lanes of the first `count` (below 64) bytes.
+static inline __mmask64 FirstBytes(size_t count) { return ~0ull >> (64 - count) & (count ? ~0ull : 0ull); }
+
+// A 256-entry byte table in four registers.
+struct ByteTable {
+    __m512i part[4];
+    explicit ByteTable(const uint8_t* entries)
+        : part{_mm512_loadu_si512(entries), _mm512_loadu_si512(entries + 64), _mm512_loadu_si512(entries + 128),
+               _mm512_loadu_si512(entries + 192)} {}
+};
+
+// 64 look-ups at once: two two-register permutes answer for the table's halves, the index's top bit chooses.
+static inline __m512i LookUp64(__m512i index, const ByteTable& table) {
+    const __m512i low = _mm512_permutex2var_epi8(table.part[0], index, table.part[1]);
+    const __m512i high = _mm512_permutex2var_epi8(table.part[2], index, table.part[3]);
+    return _mm512_mask_blend_epi8(_mm512_movepi8_mask(index), low, high);
+}
+#endif
+
+static inline uint8_t Saturate(int value) {
+    return static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
+}
+
+// floor(sum / 3) for sums up to 765: 21846 / 2^16 is 1/3 + 1.1e-5, too little to reach the next integer.
+static inline uint32_t ThirdOf(uint32_t sum) { return sum * 21846u >> 16; }
