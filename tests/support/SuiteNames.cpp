@@ -1,0 +1,5 @@
+#include "support/Main.h"
+
+namespace test {
+const char* const kSuiteNames = VEL_SUITE_NAMES;
+}
