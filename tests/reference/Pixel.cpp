@@ -12,9 +12,9 @@ int NearestPaletteIndex(uint32_t colour) {
     int index = 0;
     for (int i = 0; i < 256; ++i) {
         const Quad entry = DefaultPaletteEntry(i);
-        const int blue = entry.blue - static_cast<int>(Blue(colour));
-        const int green = entry.green - static_cast<int>(Green(colour));
-        const int red = entry.red - static_cast<int>(Red(colour));
+        const int blue = entry.blue - static_cast<int>(BlueOf(colour));
+        const int green = entry.green - static_cast<int>(GreenOf(colour));
+        const int red = entry.red - static_cast<int>(RedOf(colour));
         const int distance = blue * blue + green * green + red * red;
         if (distance == 0) return i;
         if (distance < best) {
@@ -66,10 +66,10 @@ uint32_t GetPixelColor(const Image& image, int64_t x, int64_t y, uint32_t plane)
     if (image.bitsPerPixel >= 24) {
         const int64_t at = x * (image.bitsPerPixel == 32 ? 4 : 3);
         const uint32_t alpha = image.bitsPerPixel == 32 ? image.Get(y, at + 3, plane) : 0;
-        return Colour(image.Get(y, at, plane), image.Get(y, at + 1, plane), image.Get(y, at + 2, plane), alpha);
+        return ColourOf(image.Get(y, at, plane), image.Get(y, at + 1, plane), image.Get(y, at + 2, plane), alpha);
     }
     const Quad entry = DefaultPaletteEntry(ReadIndex(image, x, y, plane));
-    return Colour(entry.blue, entry.green, entry.red, entry.reserved);
+    return ColourOf(entry.blue, entry.green, entry.red, entry.reserved);
 }
 
 void SetPixelColor(Image& image, int64_t x, int64_t y, uint32_t colour, uint32_t plane) {
@@ -77,10 +77,10 @@ void SetPixelColor(Image& image, int64_t x, int64_t y, uint32_t colour, uint32_t
     if (x < 0 || y < 0 || x > image.width || y > image.height) return;
     if (image.bitsPerPixel >= 24) {
         const int64_t at = x * (image.bitsPerPixel == 32 ? 4 : 3);
-        image.Put(y, at, static_cast<uint8_t>(Blue(colour)), plane);
-        image.Put(y, at + 1, static_cast<uint8_t>(Green(colour)), plane);
-        image.Put(y, at + 2, static_cast<uint8_t>(Red(colour)), plane);
-        if (image.bitsPerPixel == 32) image.Put(y, at + 3, static_cast<uint8_t>(Alpha(colour)), plane);
+        image.Put(y, at, static_cast<uint8_t>(BlueOf(colour)), plane);
+        image.Put(y, at + 1, static_cast<uint8_t>(GreenOf(colour)), plane);
+        image.Put(y, at + 2, static_cast<uint8_t>(RedOf(colour)), plane);
+        if (image.bitsPerPixel == 32) image.Put(y, at + 3, static_cast<uint8_t>(AlphaOf(colour)), plane);
         return;
     }
     WriteIndex(image, x, y, NearestPaletteIndex(colour), plane);
@@ -91,7 +91,7 @@ void FillColor(Image& image, uint32_t colour) {
         for (uint32_t y = 0; y < image.height; ++y) {
             for (uint32_t x = 0; x < image.width; ++x) {
                 if (image.bitsPerPixel == 16) {
-                    const uint32_t word = Blue(colour) >> 3 | (Green(colour) >> 2) << 5 | (Red(colour) >> 3) << 11;
+                    const uint32_t word = BlueOf(colour) >> 3 | (GreenOf(colour) >> 2) << 5 | (RedOf(colour) >> 3) << 11;
                     image.Put(y, int64_t{2} * x, static_cast<uint8_t>(word), plane);
                     image.Put(y, int64_t{2} * x + 1, static_cast<uint8_t>(word >> 8), plane);
                 } else {

@@ -25,11 +25,11 @@ void SetPixelColor(Image& image, int64_t x, int64_t y, uint32_t colour, uint32_t
 // that the nearest grey index.
 void FillColor(Image& image, uint32_t colour);
 
-inline uint32_t Blue(uint32_t colour) { return colour & 255; }
-inline uint32_t Green(uint32_t colour) { return (colour >> 8) & 255; }
-inline uint32_t Red(uint32_t colour) { return (colour >> 16) & 255; }
-inline uint32_t Alpha(uint32_t colour) { return (colour >> 24) & 255; }
-inline uint32_t Colour(uint32_t blue, uint32_t green, uint32_t red, uint32_t alpha) {
+inline uint32_t BlueOf(uint32_t colour) { return colour & 255; }
+inline uint32_t GreenOf(uint32_t colour) { return (colour >> 8) & 255; }
+inline uint32_t RedOf(uint32_t colour) { return (colour >> 16) & 255; }
+inline uint32_t AlphaOf(uint32_t colour) { return (colour >> 24) & 255; }
+inline uint32_t ColourOf(uint32_t blue, uint32_t green, uint32_t red, uint32_t alpha) {
     return blue | green << 8 | red << 16 | alpha << 24;
 }
 

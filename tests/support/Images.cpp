@@ -124,7 +124,7 @@ ref::Image Relaid(Random& random, const ref::Image& image) {
 }
 
 StoreRecipe RandomRecipe(Random& random) {
-    return {random.Pick({0, 0, 1, 3, 4, 16}), random.Chance(50), 0, static_cast<size_t>(random.Pick({0, 0, 1, 3, 8}))};
+    return {random.Pick({0, 0, 1, 3, 4, 16}), random.Chance(50), ref::kCreatedByte, static_cast<size_t>(random.Pick({0, 0, 1, 3, 8}))};
 }
 
 std::string Describe(const ref::Image& image) {

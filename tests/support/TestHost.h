@@ -15,6 +15,7 @@
 #include "Interface.h"
 #include "SmartPtr.h"
 #include "reference/Image.h"
+#include "reference/Made.h"
 
 namespace test {
 
@@ -72,7 +73,7 @@ private:
 struct StoreRecipe {
     int32_t padding = 0;    // bytes of each row beyond the next multiple of 4
     bool bottomUp = false;  // negative stride
-    uint8_t fill = 0;       // every byte of a new store
+    uint8_t fill = ref::kCreatedByte;  // every byte of a new store
     size_t misalign = 0;
 };
 
