@@ -60,11 +60,15 @@ HRESULT CVELColorTransform::ShiftRGB(IVEL* image, int redShift, int greenShift, 
     const ImageView view = ViewOf(image);
     if (view.Empty()) return S_OK;
     if (view.Coloured()) {
+        const int shifts[4] = {blueShift, greenShift, redShift, 0};
+        uint8_t up[vel::kShiftPeriod], down[vel::kShiftPeriod];
+        for (size_t i = 0; i < vel::kShiftPeriod; ++i) {
+            const int64_t shift = shifts[i % view.PixelBytes()];
+            up[i] = static_cast<uint8_t>(Clamp(shift, 0, 255));
+            down[i] = static_cast<uint8_t>(Clamp(-shift, 0, 255));
+        }
         const auto& kernels = vel::Kernels().Point();
-        const int bytes = static_cast<int>(view.PixelBytes());
-        const int blue = Clamp(blueShift, -255, 255), green = Clamp(greenShift, -255, 255);
-        const int red = Clamp(redShift, -255, 255);
-        for (uint32_t y = 0; y < view.height; ++y) kernels.ShiftRow(view.Row(y), view.width, bytes, blue, green, red);
+        for (uint32_t y = 0; y < view.height; ++y) kernels.ShiftRow(view.Row(y), view.RowBytes(), up, down);
         return S_OK;
     }
     uint8_t table[kTableSize];

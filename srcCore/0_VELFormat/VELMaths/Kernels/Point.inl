@@ -69,7 +69,10 @@ static inline void StoreRepeated(uint8_t* p, Bytes lanes) {
                                            60, 60, 60, 56, 56, 56, 52, 52, 52, 48, 48, 48, 44, 44, 44, 40,  //
                                            40, 40, 36, 36, 36, 32, 32, 32, 28, 28, 28, 24, 24, 24, 20, 20,  //
                                            20, 16, 16, 16, 12, 12, 12, 8, 8, 8, 4, 4, 4, 0, 0, 0);
-    _mm512_mask_storeu_epi8(p, 0x0000FFFFFFFFFFFFull, _mm512_permutexvar_epi8(places, lanes));
+    // Not one masked store: in place, the next load would overlap its masked-out bytes and wait for it.
+    const __m512i bytes = _mm512_permutexvar_epi8(places, lanes);
+    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_castsi512_si256(bytes));
+    _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 32), _mm512_extracti32x4_epi32(bytes, 2));
 }
 #else
 static constexpr size_t kSpreadPixels = 8, kSpreadSlack = 4;
@@ -197,33 +200,19 @@ static void LumaRow8(uint8_t* dst, const uint8_t* src, size_t count) {
     }
 }
 
-static void ShiftRow(uint8_t* row, size_t pixels, int pixelBytes, int blue, int green, int red) {
-    const int shifts[4] = {blue, green, red, 0};
-    const size_t bytes = pixels * static_cast<size_t>(pixelBytes);
-    size_t i = 0;
+static void ShiftRow(uint8_t* row, size_t bytes, const uint8_t* up, const uint8_t* down) {
+    for (; bytes > 0;) {
+        const size_t chunk = bytes < kShiftPeriod ? bytes : kShiftPeriod;
+        size_t i = 0;
 #if VEL_VECTOR
-    // What is added and what is taken away repeats every three vectors, whatever the size of a pixel.
-    constexpr size_t kPeriod = 3 * kVectorBytes;
-    uint8_t up[kPeriod], down[kPeriod];
-    if (bytes >= kPeriod) {
-        for (size_t k = 0; k < kPeriod; ++k) {
-            const int shift = shifts[k % static_cast<size_t>(pixelBytes)];
-            up[k] = Saturate(shift);
-            down[k] = Saturate(-shift);
+        for (; i + kVectorBytes <= chunk; i += kVectorBytes) {
+            const Bytes raised = AddSaturated(LoadBytes(row + i), LoadBytes(up + i));
+            StoreBytes(row + i, SubtractSaturated(raised, LoadBytes(down + i)));
         }
-        const Bytes add[3] = {LoadBytes(up), LoadBytes(up + kVectorBytes), LoadBytes(up + 2 * kVectorBytes)};
-        const Bytes take[3] = {LoadBytes(down), LoadBytes(down + kVectorBytes), LoadBytes(down + 2 * kVectorBytes)};
-        for (; i + kPeriod <= bytes; i += kPeriod) {
-            for (size_t k = 0; k < 3; ++k) {
-                uint8_t* p = row + i + k * kVectorBytes;
-                StoreBytes(p, SubtractSaturated(AddSaturated(LoadBytes(p), add[k]), take[k]));
-            }
-        }
-    }
 #endif
-    for (int channel = static_cast<int>(i % static_cast<size_t>(pixelBytes)); i < bytes; ++i) {
-        row[i] = Saturate(row[i] + shifts[channel]);
-        channel = channel + 1 == pixelBytes ? 0 : channel + 1;
+        for (; i < chunk; ++i) row[i] = Saturate(row[i] + up[i] - down[i]);
+        row += chunk;
+        bytes -= chunk;
     }
 }
 
