@@ -92,6 +92,7 @@ HRESULT DeliverImage(IVEL* source, SmartPtr<IVELImage> image, IVEL** dest);
 // for the operation to turn into E_FAIL.
 class ScratchBuffer {
 public:
+    ScratchBuffer() : m_data(nullptr) {}
     explicit ScratchBuffer(uint64_t bytes)
         : m_data(bytes < (uint64_t{1} << 62) ? static_cast<uint8_t*>(std::aligned_alloc(64, RoundUp(bytes))) : nullptr) {}
     ScratchBuffer(const ScratchBuffer&) = delete;

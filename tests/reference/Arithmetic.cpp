@@ -31,6 +31,9 @@ int32_t Floored(float value) {
     return static_cast<int32_t>(value);
 }
 
+// The low 8 bits of the same without that limit: from 2^31 on a float is a multiple of 256.
+uint32_t FlooredByte(float value) { return value >= 2147483648.0f ? 0 : static_cast<uint32_t>(Floored(value)) & 0xFF; }
+
 float Scaled(int32_t x, float factor, float offset) {
     const float product = static_cast<float>(x) * factor;
     return product + offset;
@@ -284,13 +287,13 @@ int32_t Scale(Image& destination, const Image& source, const Image* mask, float 
                         break;
                     }
                     case From::Quad:
-                        if (to == 32) put(i, static_cast<uint32_t>(Floored(scaled(byte(i)))));
+                        if (to == 32) put(i, FlooredByte(scaled(byte(i))));
                         if (to == 24) for (int k = 0; k < 3; ++k) put(3 * i + k, Clamped(scaled(byte(4 * i + k))));
                         if (to == 8) put(i, Clamped(scaled(byte(4 * i) + byte(4 * i + 1) + byte(4 * i + 2))));
                         break;
                     case From::Triple:
                         if (to == 32 && i == 0) {
-                            for (int k = 0; k < 3; ++k) put(k, static_cast<uint32_t>(Floored(scaled(byte(k)))));
+                            for (int k = 0; k < 3; ++k) put(k, FlooredByte(scaled(byte(k))));
                         }
                         if (to == 24) put(i, Clamped(scaled(byte(i))));
                         if (to == 8) put(i, Clamped(scaled(byte(3 * i) + byte(3 * i + 1) + byte(3 * i + 2))));

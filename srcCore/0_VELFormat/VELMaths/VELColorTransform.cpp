@@ -122,15 +122,3 @@ HRESULT CVELColorTransform::Threshold(IVEL* image, int level) {
     MapIndexes(view, table);
     return S_OK;
 }
-
-// Operations that are not built yet answer E_FAIL.
-
-HRESULT CVELColorTransform::Colorize(IVEL* /*image*/, unsigned char /*hue*/, unsigned char /*saturation*/,
-                                     float /*blend*/) {
-    return E_FAIL;
-}
-HRESULT CVELColorTransform::SetImageAlpha(IVEL* /*image*/, int /*alpha*/, int /*unused*/) { return E_FAIL; }
-HRESULT CVELColorTransform::SetImageAlphaTransparency(IVEL* /*image*/, int /*alpha*/, unsigned int /*key*/) {
-    return E_FAIL;
-}
-HRESULT CVELColorTransform::SetImageTransparentPixel(IVEL* /*image*/, unsigned int /*key*/) { return E_FAIL; }

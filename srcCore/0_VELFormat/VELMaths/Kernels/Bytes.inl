@@ -66,3 +66,11 @@ static inline uint8_t Saturate(int value) {
 
 // floor(sum / 3) for sums up to 765: 21846 / 2^16 is 1/3 + 1.1e-5, too little to reach the next integer.
 static inline uint32_t ThirdOf(uint32_t sum) { return sum * 21846u >> 16; }
+
+static inline uint32_t LoadWord(const uint8_t* bytes) {
+    uint32_t word;
+    memcpy(&word, bytes, 4);
+    return word;
+}
+
+static inline void StoreWord(uint8_t* bytes, uint32_t word) { memcpy(bytes, &word, 4); }

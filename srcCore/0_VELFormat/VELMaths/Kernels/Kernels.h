@@ -1,12 +1,14 @@
 // The kernels of the level that this machine runs.
 #pragma once
 
+#include "Arithmetic.h"
+#include "Colour.h"
 #include "Point.h"
 
 namespace vel {
 
 // Every family of kernels, once: generates the set below, its choice and the kernel checks.
-#define VEL_KERNEL_FAMILIES(X) X(Point)
+#define VEL_KERNEL_FAMILIES(X) X(Arithmetic) X(Colour) X(Point)
 
 struct KernelSet {
     const char* level;
@@ -14,6 +16,8 @@ struct KernelSet {
     VEL_KERNEL_FAMILIES(VEL_FAMILY_MEMBER)
 #undef VEL_FAMILY_MEMBER
 
+    const ArithmeticKernels& Arithmetic() const { return *familyArithmetic; }
+    const ColourKernels& Colour() const { return *familyColour; }
     const PointKernels& Point() const { return *familyPoint; }
 };
 

@@ -1,0 +1,9 @@
+#include "Arithmetic.h"
+
+namespace vel {
+namespace {
+#include "Bytes.inl"
+#include "Arithmetic.inl"
+}
+VEL_KERNEL_TABLE(Arithmetic, VEL_ARITHMETIC_KERNELS)
+}  // namespace vel

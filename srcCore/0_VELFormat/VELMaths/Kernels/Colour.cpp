@@ -1,0 +1,9 @@
+#include "Colour.h"
+
+namespace vel {
+namespace {
+#include "Bytes.inl"
+#include "Colour.inl"
+}
+VEL_KERNEL_TABLE(Colour, VEL_COLOUR_KERNELS)
+}  // namespace vel
