@@ -33,7 +33,7 @@ struct Outcome {
 // Maps a point in place.
 using Mapping = std::function<void(double&, double&, double&)>;
 
-// Number of a float or double without its fraction, within 32 bits; no number counts as the least one.
+// Number of a float or double without its fraction; what 32 bits do not hold, and no number, counts as the least one.
 int64_t Truncated(double value);
 
 // Sampling: pixel (i, j) is the point (i, j).

@@ -189,8 +189,7 @@ uint32_t Kernel12Colour(const Image& image, float x, float y) {
 }  // namespace
 
 int64_t Truncated(double value) {
-    if (!(value > -2147483648.0)) return -2147483648LL;
-    if (value > 2147483647.0) return 2147483647LL;
+    if (!(value > -2147483648.0 && value < 2147483648.0)) return -2147483648LL;
     return static_cast<int64_t>(value);
 }
 

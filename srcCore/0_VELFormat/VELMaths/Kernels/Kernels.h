@@ -3,12 +3,13 @@
 
 #include "Arithmetic.h"
 #include "Colour.h"
+#include "Move.h"
 #include "Point.h"
 
 namespace vel {
 
 // Every family of kernels, once: generates the set below, its choice and the kernel checks.
-#define VEL_KERNEL_FAMILIES(X) X(Arithmetic) X(Colour) X(Point)
+#define VEL_KERNEL_FAMILIES(X) X(Arithmetic) X(Colour) X(Move) X(Point)
 
 struct KernelSet {
     const char* level;
@@ -18,6 +19,7 @@ struct KernelSet {
 
     const ArithmeticKernels& Arithmetic() const { return *familyArithmetic; }
     const ColourKernels& Colour() const { return *familyColour; }
+    const MoveKernels& Move() const { return *familyMove; }
     const PointKernels& Point() const { return *familyPoint; }
 };
 

@@ -1,0 +1,8 @@
+#include "Move.h"
+
+namespace vel {
+namespace {
+#include "Move.inl"
+}
+VEL_KERNEL_TABLE(Move, VEL_MOVE_KERNELS)
+}  // namespace vel

@@ -1,0 +1,167 @@
+#include "SamplingWeights.h"
+
+#include <cmath>
+
+#include "UTILMath.h"
+
+// All arithmetic is single precision with powers formed first, unless a function says otherwise.
+
+namespace {
+
+// coefficients[0] is the constant term.
+template <int kCount>
+double Horner(const double (&coefficients)[kCount], double z) {
+    double value = coefficients[kCount - 1];
+    for (int i = kCount - 2; i >= 0; --i) value = value * z + coefficients[i];
+    return value;
+}
+
+// J1(x) / x for |x| below 8, from z = x * x.
+double KernelBessel_J1(double z) {
+    static constexpr double Pone[] = {5.8119935400160612e+20,  -6.6721065689249161e+19, 2.3164335806340024e+18,
+                                      -3.5888175699101060e+16, 2.9087952638347756e+14,  -1.3229834803321265e+12,
+                                      3.4132341823017006e+09,  -4.6957535306429956e+06, 2.7011227108923235e+03};
+    static constexpr double Qone[] = {1.1623987080032122e+21, 1.185770712190321e+19,  6.0920613989175216e+16,
+                                      2.0816612213076075e+14, 5.2437102621676495e+11, 1.013863514358674e+09,
+                                      1.5017935949985855e+06, 1.6069315734814877e+03, 1.0};
+    return Horner(Pone, z) / Horner(Qone, z);
+}
+
+// Amplitude terms of the asymptotic form, from z = (8 / |x|) squared.
+double KernelBessel_P1(double z) {
+    static constexpr double Pone[] = {3.5224664913367982e+04, 6.2758845247161284e+04, 3.1353963110915956e+04,
+                                      4.9854832060594335e+03, 2.1115291828539623e+02, 1.2571716929145342e+00};
+    static constexpr double Qone[] = {3.5224664913367982e+04, 6.2694346959356051e+04, 3.1240406381904104e+04,
+                                      4.9303964901810887e+03, 2.0307751891347593e+02, 1.0};
+    return Horner(Pone, z) / Horner(Qone, z);
+}
+
+double KernelBessel_Q1(double z) {
+    static constexpr double Pone[] = {3.5117519143035526e+02, 7.2103918049044751e+02, 4.2598730116544425e+02,
+                                      8.3189895767385082e+01, 4.5681716295512267e+00, 3.5328400527401237e-02};
+    static constexpr double Qone[] = {7.4917374171809124e+03, 1.5414177339265098e+04, 9.152231701516992e+03,
+                                      1.8111867005523513e+03, 1.0381875854621337e+02, 1.0};
+    return Horner(Pone, z) / Horner(Qone, z);
+}
+
+constexpr float kPiSingle = 3.1415927f;
+
+float Cube(float u) { return u * u * u; }
+float CubeAbove0(float u) { return u > 0 ? Cube(u) : 0.0f; }
+
+float BSpline(float t) {
+    if (t > 2) return 0;
+    return (CubeAbove0(t + 2) - 4 * CubeAbove0(t + 1) + 6 * CubeAbove0(t) - 4 * CubeAbove0(t - 1)) * 0.16666667f;
+}
+
+float BicubicSharp(float t) {
+    const float a = std::fabs(t), squared = a * a, cubed = Cube(a);
+    if (a < 1) return cubed - 2 * squared + 1;
+    if (a < 2) return -cubed + 5 * squared - 8 * a + 4;
+    return 0;
+}
+
+float CatmullRom(float t) {
+    const float a = std::fabs(t), squared = a * a, cubed = Cube(a);
+    if (a < 1) return 1.5f * cubed - 2.5f * squared + 1;
+    if (a < 2) return -0.5f * cubed + 2.5f * squared - 4 * a + 2;
+    return 0;
+}
+
+float Box(float t) { return t >= -0.5f && t < 0.5f ? 1.0f : 0.0f; }
+
+float Hermite(float t, float scale) {
+    if (!(t >= -1 && t < 1)) return 0;
+    return scale * (2 * std::fabs(t) - 3) * (t * t) + 1;
+}
+
+float Sinc(float t) {
+    if (t == 0) return 1;
+    return static_cast<float>(UTILMath::Sin(t * UTILMath::kPi)) / (t * kPiSingle);
+}
+
+// The three terms are added in double precision and rounded once. There is no cut-off: the tap at 2 weighs 1 again.
+float BlackmanWindow(float t) {
+    return static_cast<float>(0.42 + 0.5 * UTILMath::Cos(UTILMath::kPi * t) +
+                              0.08 * UTILMath::Cos(2 * UTILMath::kPi * t));
+}
+
+float Bessel(float t) {
+    if (t == 0) return 0.7853982f;
+    return KernelBessel_Order1(static_cast<float>(t * UTILMath::kPi)) / (t + t);
+}
+
+float Gaussian(float t) { return UTILMath::Exp(-2 * (t * t)) * 0.797884583f; }
+
+float Quadratic(float t) {
+    if (t < -1.5f) return 0;
+    if (t < -0.5f) return 0.5f * ((t + 1.5f) * (t + 1.5f));
+    if (t < 0.5f) return 0.75f - t * t;
+    if (t < 1.5f) return 0.5f * ((t - 1.5f) * (t - 1.5f));
+    return 0;
+}
+
+float Mitchell(float t) {
+    const float a = std::fabs(t), squared = a * a, cubed = Cube(a);
+    if (a < 1) return 1.1666666f * cubed - 2 * squared + 0.8888889f;
+    if (a < 2) return -0.38888887f * cubed + 2 * squared - 3.3333333f * a + 1.7777778f;
+    return 0;
+}
+
+float CatmullRomHalf(float t) {
+    const float squared = t * t, cubed = Cube(t);
+    if (t < -2) return 0;
+    if (t < -1) return 0.5f * (cubed + 5 * squared + 8 * t + 4);
+    if (t < 0) return 0.5f * (-3 * cubed - 5 * squared + 2);
+    if (t < 1) return 0.5f * (3 * cubed - 5 * squared + 2);
+    if (t < 2) return 0.5f * (-cubed + 5 * squared - 8 * t + 4);
+    return 0;
+}
+
+float Lanczos6(float t) {
+    if (std::fabs(t) > 6) return 0;
+    if (t == 0) return 1;
+    const auto u = static_cast<float>(t * UTILMath::kPi);
+    return (UTILMath::Sin(u) / u) * (UTILMath::Sin(u / 6) / (u / 6));
+}
+
+}  // namespace
+
+float KernelBessel_Order1(float x) {
+    if (x == 0) return 0;
+    const double p = std::fabs(static_cast<double>(x));
+    if (p < 8) return static_cast<float>(KernelBessel_J1(p * p) * x);
+    // sqrt(2 / (pi p)) (P1 cos(p - 3 pi / 4) - w Q1 sin(p - 3 pi / 4)), in single precision from here on.
+    const double w = 8 / p;
+    const auto p1 = static_cast<float>(KernelBessel_P1(w * w));
+    const auto wq1 = static_cast<float>(KernelBessel_Q1(w * w) * w);
+    const auto single = static_cast<float>(p);
+    const float amplitude = UTILMath::Sqrt(2 / (kPiSingle * single));
+    const float sine = UTILMath::Sin(single), cosine = UTILMath::Cos(single);
+    const float value = ((sine - cosine) * 0.70710677f * p1 + (sine + cosine) * 0.70710677f * wq1) * amplitude;
+    return x < 0 ? -value : value;
+}
+
+namespace vel {
+
+float TapWeight(Interpolation method, float t) {
+    switch (method) {
+        case Interpolation::BSpline: return BSpline(t);
+        case Interpolation::BicubicSharp: return BicubicSharp(t);
+        case Interpolation::CatmullRom: return CatmullRom(t);
+        case Interpolation::Lanczos6: return Lanczos6(t);
+        case Interpolation::Box: return Box(t);
+        case Interpolation::Hermite: return Hermite(t, 1.0f);
+        case Interpolation::HermiteScaled: return Hermite(t, 0.92f);
+        case Interpolation::Sinc: return Sinc(t);
+        case Interpolation::BlackmanWindow: return BlackmanWindow(t);
+        case Interpolation::Bessel: return Bessel(t);
+        case Interpolation::Gaussian: return Gaussian(t);
+        case Interpolation::Quadratic: return Quadratic(t);
+        case Interpolation::Mitchell: return Mitchell(t);
+        case Interpolation::CatmullRomHalf: return CatmullRomHalf(t);
+        default: return 0;
+    }
+}
+
+}  // namespace vel

@@ -1,0 +1,224 @@
+// Warps through a coordinate mapping of the host, and the filling of the holes that a forward mapping leaves.
+#include "PixelBlock.h"
+#include "Truncate.h"
+#include "VELImageTransform.h"
+
+using namespace vel;
+
+namespace {
+
+bool HasAlphaCode(uint32_t format) { return format == FORMAT_ABGR || format == FORMAT_ARGB; }
+
+bool Warped(uint32_t bitsPerPixel) { return bitsPerPixel == 8 || bitsPerPixel == 24 || bitsPerPixel == 32; }
+
+// 32-bit rows are addressed in words: a stride that is no multiple of 4 loses its remainder.
+ImageView WordRows(ImageView view) {
+    if (view.bitsPerPixel == 32) view.stride = view.stride / 4 * 4;
+    return view;
+}
+
+uint32_t LoadWord(const uint8_t* p) {
+    uint32_t word;
+    std::memcpy(&word, p, 4);
+    return word;
+}
+
+void StoreWord(uint8_t* p, uint32_t word) { std::memcpy(p, &word, 4); }
+
+// Pulls every pixel of `to` from where the mapping sends it; a pixel that falls outside the source stays as it is.
+template <int kPixelBytes>
+void Pull(ITransform* mapping, const ImageView& from, const ImageView& to, uint32_t width, uint32_t height, int x0,
+          int y0) {
+    const double right = from.width, bottom = from.height;
+    for (uint32_t j = 0; j < height; ++j) {
+        uint8_t* out = to.Row(j);
+        for (uint32_t i = 0; i < width; ++i, out += kPixelBytes) {
+            double x = static_cast<double>(i) + x0, y = static_cast<double>(j) + y0, z = 0;
+            mapping->TransformPoint(&x, &y, &z);
+            if (x >= 0 && y >= 0 && x < right && y < bottom) {
+                std::memcpy(out, from.Row(static_cast<int64_t>(y)) + static_cast<int64_t>(x) * kPixelBytes,
+                            kPixelBytes);
+            }
+        }
+    }
+}
+
+// Where a source pixel lands, rounded to the nearest pixel, a half upward; false when outside the destination.
+struct Landing {
+    ITransform* mapping;
+    double dx, dy, width, height;
+
+    bool Find(int64_t column, int64_t row, int64_t* x, int64_t* y) const {
+        double px = static_cast<double>(column), py = static_cast<double>(row), pz = 0;
+        mapping->TransformPoint(&px, &py, &pz);
+        px = std::floor(px + dx + 0.5);
+        py = std::floor(py + dy + 0.5);
+        if (!(px >= 0 && py >= 0 && px < width && py < height)) return false;
+        *x = static_cast<int64_t>(px);
+        *y = static_cast<int64_t>(py);
+        return true;
+    }
+};
+
+// Pushes `columns` pixels of every source row to where the mapping sends them. Each also smears into the pixel to
+// its right and the one below, so that small gaps close.
+template <int kPixelBytes>
+void PushSmeared(const Landing& landing, const ImageView& from, const ImageView& to, int64_t columns) {
+    for (int64_t j = 0; j < from.height; ++j) {
+        for (int64_t i = 0; i < columns; ++i) {
+            int64_t x, y;
+            if (!landing.Find(i, j, &x, &y)) continue;
+            uint8_t pixel[kPixelBytes];
+            std::memcpy(pixel, from.Row(j) + i * kPixelBytes, kPixelBytes);
+            uint8_t* target = to.Row(y) + x * kPixelBytes;
+            if (x + 1 < to.width) std::memcpy(target + kPixelBytes, pixel, kPixelBytes);
+            if (y + 1 < to.height) std::memcpy(to.Row(y + 1) + x * kPixelBytes, pixel, kPixelBytes);
+            std::memcpy(target, pixel, kPixelBytes);
+        }
+    }
+}
+
+// 24 bits: a pixel also fills the columns back to the row's previous one, on its own row and the one below.
+void PushFilled24(const Landing& landing, const ImageView& from, const ImageView& to) {
+    for (int64_t j = 0; j < from.height; ++j) {
+        int64_t previous = 0;
+        for (int64_t i = 0; i < from.width; ++i) {
+            int64_t x, y;
+            if (!landing.Find(i, j, &x, &y)) continue;
+            uint8_t pixel[3];
+            std::memcpy(pixel, from.Row(j) + 3 * i, 3);
+            const bool below = y + 1 < to.height;
+            for (int64_t column = x; previous > 0 && column > previous; --column) {
+                std::memcpy(to.Row(y) + 3 * column, pixel, 3);
+                if (below) std::memcpy(to.Row(y + 1) + 3 * column, pixel, 3);
+            }
+            std::memcpy(to.Row(y) + 3 * x, pixel, 3);
+            previous = x;
+        }
+    }
+}
+
+// Pixels land on their own place alone; what is 0 in the source is written as 1, so that 0 marks a void.
+void PushMarked24(const Landing& landing, const ImageView& from, const ImageView& to) {
+    for (int64_t j = 0; j < from.height; ++j) {
+        for (int64_t i = 0; i < from.width; ++i) {
+            int64_t x, y;
+            if (!landing.Find(i, j, &x, &y)) continue;
+            const uint8_t* pixel = from.Row(j) + 3 * i;
+            const uint8_t marked[3] = {std::max<uint8_t>(pixel[0], 1), std::max<uint8_t>(pixel[1], 1),
+                                       std::max<uint8_t>(pixel[2], 1)};
+            std::memcpy(to.Row(y) + 3 * x, marked, 3);
+        }
+    }
+}
+
+void PushMarked32(const Landing& landing, const ImageView& from, const ImageView& to) {
+    for (int64_t j = 0; j < from.height; ++j) {
+        for (int64_t i = 0; i < from.width; ++i) {
+            int64_t x, y;
+            if (!landing.Find(i, j, &x, &y)) continue;
+            const uint32_t word = LoadWord(from.Row(j) + 4 * i);
+            StoreWord(to.Row(y) + 4 * x, (word & 0x00FFFFFF) == 0 ? word | 1 : word);
+        }
+    }
+}
+
+// Voids of single bytes, `channels` to a pixel: filled with the mean of the neighbours when at least `enough` of the
+// four are not 0. Filled bytes count as neighbours of those that follow.
+void FillByteVoids(const ImageView& view, int64_t channels, uint32_t enough) {
+    const int64_t first = channels, last = (int64_t{view.width} - 1) * channels;
+    for (int64_t y = 1; y + 1 < view.height; ++y) {
+        uint8_t* row = view.Row(y);
+        const uint8_t *below = view.Row(y + 1), *above = view.Row(y - 1);
+        for (int64_t i = first; i < last; ++i) {
+            if (row[i] != 0) continue;
+            const uint32_t left = row[i - channels], right = row[i + channels];
+            const uint32_t n = (left != 0) + (right != 0) + (below[i] != 0) + (above[i] != 0);
+            if (n >= enough) row[i] = static_cast<uint8_t>((left + right + below[i] + above[i]) / n);
+        }
+    }
+}
+
+// Voids of whole words: the packed words are summed and divided whole, so carries pass between channels.
+void FillWordVoids(const ImageView& view) {
+    const uint32_t kept = HasAlphaCode(view.format) ? 0x00FFFFFFu : 0xFFFFFFFFu;
+    for (int64_t y = 1; y + 1 < view.height; ++y) {
+        uint8_t* row = view.Row(y);
+        const uint8_t *below = view.Row(y + 1), *above = view.Row(y - 1);
+        for (int64_t x = 4; x < (int64_t{view.width} - 1) * 4; x += 4) {
+            if (LoadWord(row + x) != 0) continue;
+            const uint32_t neighbours[4] = {LoadWord(row + x - 4), LoadWord(row + x + 4), LoadWord(below + x),
+                                            LoadWord(above + x)};
+            uint32_t sum = 0;
+            int32_t n = 0;
+            for (const uint32_t word : neighbours) {
+                sum += word & kept;
+                n += word != 0;
+            }
+            if (n >= 1) StoreWord(row + x, static_cast<uint32_t>(static_cast<int32_t>(sum) / n) | ~kept);
+        }
+    }
+}
+
+HRESULT FillVoidsOf(const ImageView& view) {
+    if (!Warped(view.bitsPerPixel)) return E_FAIL;
+    if (view.Empty() || view.width <= 2 || view.height <= 2) return S_OK;
+    switch (view.bitsPerPixel) {
+        case 8: FillByteVoids(view, 1, 1); break;
+        case 24: FillByteVoids(view, 3, 3); break;
+        default: FillWordVoids(view); break;
+    }
+    return S_OK;
+}
+
+}  // namespace
+
+HRESULT CVELImageTransform::Transform(ITransform* mapping, IVEL* source, IVEL** result, int x0, int y0,
+                                      unsigned int width, unsigned int height, short /*unused1*/, short /*unused2*/) {
+    if (!mapping) return E_INVALIDARG;
+    if (!source) return E_FAIL;
+    if (!result) return E_POINTER;
+    const ImageView from = WordRows(ViewOf(source));
+    if (from.width == 0 || from.height == 0) return E_FAIL;
+    const uint32_t outWidth = width == 0 || width > 65535 ? from.width : width;
+    const uint32_t outHeight = height == 0 || height > 65535 ? from.height : height;
+    SmartPtr<IVELImage> image = NewImageDIB();
+    if (!image.Get()) return E_FAIL;
+    image->Create(outWidth, outHeight, 1, from.bitsPerPixel, from.format);
+    image->FillColor(from.bitsPerPixel == 32 && HasAlphaCode(from.format) ? 0xFF000000u : 0u);
+    const ImageView to = WordRows(ViewOf(image.Get()));
+    if (!from.Empty() && Holds(to, outWidth, outHeight, from.bitsPerPixel)) {
+        switch (from.bitsPerPixel) {
+            case 8: Pull<1>(mapping, from, to, outWidth, outHeight, x0, y0); break;
+            case 24: Pull<3>(mapping, from, to, outWidth, outHeight, x0, y0); break;
+            case 32: Pull<4>(mapping, from, to, outWidth, outHeight, x0, y0); break;
+            default: break;
+        }
+    }
+    *result = image.Detach();
+    return S_OK;
+}
+
+HRESULT CVELImageTransform::TransformPaste(ITransform* mapping, IVEL* source, IVEL* destination, int dx, int dy,
+                                           short markVoids, short /*unused*/) {
+    if (!mapping) return E_INVALIDARG;
+    if (!source || !destination) return E_FAIL;
+    const ImageView from = WordRows(ViewOf(source)), to = WordRows(ViewOf(destination));
+    if (from.Empty() || to.Empty() || from.bitsPerPixel != to.bitsPerPixel) return S_OK;
+    const Landing landing{mapping, static_cast<double>(dx), static_cast<double>(dy), static_cast<double>(to.width),
+                          static_cast<double>(to.height)};
+    switch (from.bitsPerPixel) {
+        // The last source column is never pasted.
+        case 8: PushSmeared<1>(landing, from, to, int64_t{from.width} - 1); return S_OK;
+        case 24: markVoids ? PushMarked24(landing, from, to) : PushFilled24(landing, from, to); break;
+        case 32: markVoids ? PushMarked32(landing, from, to) : PushSmeared<4>(landing, from, to, from.width); break;
+        default: return S_OK;
+    }
+    if (markVoids) FillVoidsOf(ViewOf(destination));
+    return S_OK;
+}
+
+HRESULT CVELImageTransform::FillVoids(IVEL* image) {
+    if (!image) return E_FAIL;
+    return FillVoidsOf(ViewOf(image));
+}

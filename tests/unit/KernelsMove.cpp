@@ -1,0 +1,69 @@
+#include <algorithm>
+
+#include "unit/KernelCheck.h"
+
+VEL_CHECK(Move, MirrorRow) {
+    const int pixelBytes = run.random.Pick({1, 2, 3, 4, 6, 8});
+    const size_t bytes = run.count * static_cast<size_t>(pixelBytes);
+    uint8_t* dst = run.Out(bytes);
+    kernel(dst, run.In(bytes), run.count, pixelBytes);
+}
+
+VEL_CHECK(Move, ExchangeRow) {
+    const int pixelBytes = run.random.Pick({3, 4});
+    kernel(run.InOut(run.count * static_cast<size_t>(pixelBytes)), run.count, pixelBytes);
+}
+
+VEL_CHECK(Move, Transpose) {
+    const int pixelBytes = run.random.Pick({1, 2, 3, 4, 6, 8});
+    const auto bytes = static_cast<size_t>(pixelBytes);
+    // Few columns for many rows and the other way round, with rows in either order.
+    const auto other = static_cast<size_t>(run.random.Int(0, 40));
+    const bool tall = run.random.Chance(50);
+    const size_t longSide = std::min<size_t>(run.count, 200);
+    const size_t rows = tall ? longSide : other, columns = tall ? other : longSide;
+    const size_t dstStride = columns * bytes + static_cast<size_t>(run.random.Int(0, 5));
+    const size_t srcStride = rows * bytes + static_cast<size_t>(run.random.Int(0, 5));
+    if (rows == 0 || columns == 0) return;
+    uint8_t* dst = run.InOut((rows - 1) * dstStride + columns * bytes);
+    const uint8_t* src = run.In((columns - 1) * srcStride + rows * bytes);
+    auto dstStep = static_cast<ptrdiff_t>(dstStride), srcStep = static_cast<ptrdiff_t>(srcStride);
+    if (run.random.Chance(50)) {
+        dst += (rows - 1) * dstStride;
+        dstStep = -dstStep;
+    }
+    if (run.random.Chance(50)) {
+        src += (columns - 1) * srcStride;
+        srcStep = -srcStep;
+    }
+    kernel(dst, dstStep, src, srcStep, rows, columns, pixelBytes);
+}
+
+VEL_CHECK(Move, GreyTo24) {
+    uint8_t* dst = run.Out(run.count * 3);
+    kernel(dst, run.In(run.count), run.count);
+}
+
+VEL_CHECK(Move, GreyTo32) {
+    uint8_t* dst = run.Out(run.count * 4);
+    kernel(dst, run.In(run.count), run.count);
+}
+
+VEL_CHECK(Move, ColourTo32) {
+    uint8_t* dst = run.Out(run.count * 4);
+    kernel(dst, run.In(run.count * 3), run.count);
+}
+
+VEL_CHECK(Move, PaletteTo24) {
+    uint8_t* dst = run.Out(run.count * 3);
+    const uint8_t* src = run.In(run.count);
+    kernel(dst, src, run.count, run.In(1024));
+}
+
+VEL_CHECK(Move, PaletteTo32) {
+    uint8_t* dst = run.InOut(run.count * 4);
+    const uint8_t* src = run.In(run.count);
+    kernel(dst, src, run.count, run.In(1024));
+}
+
+VEL_CHECK_FAMILY(Move, VEL_MOVE_KERNELS)
