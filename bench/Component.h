@@ -1,0 +1,24 @@
+// The module under measurement, loaded by file name like in any host.
+#pragma once
+
+#include <string>
+
+#include "Interface.h"
+
+namespace bench {
+
+// Loads the module and hands it the collection that makes bench::Picture images. Exits with a message on failure.
+void LoadModule(const std::string& path);
+
+IVELColorTransform* Colours();
+IVELFilterTransform* Filters();
+IVELDeform* Deforms();
+IVELTransform* Transforms();
+IVELMaths* Maths();
+
+// Operations that only the classes' own tables hold.
+HRESULT FilterKernel(IVEL* source, short* kernel, int size, int divisor, int offset, IVEL** dest);
+HRESULT Rotate4(IVEL* source, IVELImage* destination, int angle);
+HRESULT FillVoids(IVEL* image);
+
+}  // namespace bench
