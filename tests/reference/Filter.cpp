@@ -125,7 +125,6 @@ Made Kernel(const Image& source, const int16_t* kernel, int32_t size, int32_t di
     }
     Made result{kOk, CreatedLike(source)};
     if (source.bitsPerPixel != 32 || source.format != kMono) return result;
-    // The reference keeps strides in bytes: what the host reports as a count of values is stride / 4 here.
     Image& made = result.image;
     const int32_t half = size / 2;
     const uint32_t columns = source.width - static_cast<uint32_t>(size);

@@ -11,7 +11,7 @@ Made Blur(const Image& source);
 Made Soften(const Image& source);
 Made Sharpen(const Image& source);
 Made GaussianBlur(const Image& source, int32_t level);
-// The source's and the new image's strides count 32-bit values where the image is 32-bit "MONO".
+// For hosts whose GetBits answers strides as counts of 32-bit values; the images here have their strides in bytes.
 Made Kernel(const Image& source, const int16_t* kernel, int32_t size, int32_t divisor, int32_t offset);
 
 Made Erode(const Image& source, int32_t size);

@@ -215,7 +215,7 @@ HRESULT TestImage::GetBits(uint32_t plane, uint32_t* unused, uint8_t** bits, int
     if (faults.getBits) return E_FAIL;
     if (unused) *unused = 0xBADBADBA;
     *bits = nullptr;
-    *stride = m_shape.stride;
+    *stride = recipe.strideInValues ? m_shape.stride / 4 : m_shape.stride;
     if (faults.nullBits) return S_OK;
     if (plane >= m_blocks.size()) return E_FAIL;
     const bool rows = m_blocks[plane].Size() > 0;

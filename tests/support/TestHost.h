@@ -75,6 +75,7 @@ struct StoreRecipe {
     bool bottomUp = false;  // negative stride
     uint8_t fill = ref::kCreatedByte;  // every byte of a new store
     size_t misalign = 0;
+    bool strideInValues = false;  // GetBits answers the stride as a count of 32-bit values
 };
 
 enum class Call { GetSize, GetFormat, GetBits, Create, Assign, FillColor, CreateObject, FindComponent, GetComponent,
