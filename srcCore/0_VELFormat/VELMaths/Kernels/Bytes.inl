@@ -58,6 +58,37 @@ static inline __m512i LookUp64(__m512i index, const ByteTable& table) {
     const __m512i high = _mm512_permutex2var_epi8(table.part[2], index, table.part[3]);
     return _mm512_mask_blend_epi8(_mm512_movepi8_mask(index), low, high);
 }
+static inline Bytes LookUp(Bytes index, const ByteTable& table) { return LookUp64(index, table); }
+#elif VEL_AVX2
+// A 256-entry byte table as sixteen of 16 bytes, each kept as its difference (exclusive or) to the one before in its half.
+struct ByteTable {
+    __m128i part[16];
+    explicit ByteTable(const uint8_t* entries) {
+        for (int k = 0; k < 16; ++k) {
+            part[k] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(entries + 16 * k));
+            if (k % 8) {
+                part[k] = _mm_xor_si128(part[k], _mm_loadu_si128(reinterpret_cast<const __m128i*>(entries + 16 * k - 16)));
+            }
+        }
+    }
+};
+
+// A byte shuffle answers 0 for an index with its top bit set, and else looks at the low nibble only. Taking 16 away
+// (saturating as signed) after each part makes the answers of all parts up to the right one add up to its entry; the
+// table's upper half is asked with the top bit flipped.
+static inline Bytes LookUp(Bytes index, const ByteTable& table) {
+    const __m256i step = _mm256_set1_epi8(16);
+    __m256i low = index, high = _mm256_xor_si256(index, _mm256_set1_epi8(-128)), result = _mm256_setzero_si256();
+    for (int k = 0; k < 8; ++k) {
+        const __m256i lowPart = _mm256_broadcastsi128_si256(table.part[k]);
+        const __m256i highPart = _mm256_broadcastsi128_si256(table.part[8 + k]);
+        result = _mm256_xor_si256(result, _mm256_shuffle_epi8(lowPart, low));
+        result = _mm256_xor_si256(result, _mm256_shuffle_epi8(highPart, high));
+        low = _mm256_subs_epi8(low, step);
+        high = _mm256_subs_epi8(high, step);
+    }
+    return result;
+}
 #endif
 
 static inline uint8_t Saturate(int value) {

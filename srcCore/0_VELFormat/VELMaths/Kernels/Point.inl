@@ -16,40 +16,38 @@ static void ComplementRow(uint8_t* row, size_t bytes, uint32_t mask) {
     for (; i < bytes; ++i) row[i] ^= static_cast<uint8_t>(mask >> (8 * (i & 3)));
 }
 
-#if VEL_AVX512
-// keep: bytes of each 64 that stay as they are.
-static void LookUpBytes(uint8_t* row, size_t bytes, const uint8_t* entries, __mmask64 keep) {
+#if VEL_AVX2
+// `keep`: 0xFF in the bytes of a vector that stay as they are. Returns how many bytes are done.
+static size_t LookUpVectors(uint8_t* row, size_t bytes, const uint8_t* entries, Bytes keep) {
+    if (bytes < kVectorBytes) return 0;
     const ByteTable table(entries);
     size_t i = 0;
-    for (; i + 64 <= bytes; i += 64) {
-        const __m512i old = _mm512_loadu_si512(row + i);
-        _mm512_storeu_si512(row + i, _mm512_mask_mov_epi8(LookUp64(old, table), keep, old));
+    for (; i + kVectorBytes <= bytes; i += kVectorBytes) {
+        const Bytes old = LoadBytes(row + i), found = LookUp(old, table);
+        StoreBytes(row + i, Xor(found, And(Xor(found, old), keep)));
     }
-    if (i < bytes) {
-        const __mmask64 rest = FirstBytes(bytes - i) & ~keep;
-        _mm512_mask_storeu_epi8(row + i, rest, LookUp64(_mm512_maskz_loadu_epi8(rest, row + i), table));
-    }
+    return i;
 }
 #endif
 
 static void LookUpRow(uint8_t* row, size_t bytes, const uint8_t* table) {
-#if VEL_AVX512
-    LookUpBytes(row, bytes, table, 0);
-#else
-    for (size_t i = 0; i < bytes; ++i) row[i] = table[row[i]];
+    size_t i = 0;
+#if VEL_AVX2
+    i = LookUpVectors(row, bytes, table, Splat8(0));
 #endif
+    for (; i < bytes; ++i) row[i] = table[row[i]];
 }
 
 static void LookUpRow32(uint8_t* row, size_t pixels, const uint8_t* table) {
-#if VEL_AVX512
-    LookUpBytes(row, pixels * 4, table, 0x8888888888888888ull);
-#else
-    for (size_t i = 0; i < pixels; ++i, row += 4) {
+    size_t i = 0;
+#if VEL_AVX2
+    i = LookUpVectors(row, 4 * pixels, table, Splat32(static_cast<int>(0xFF000000u))) / 4;
+#endif
+    for (row += 4 * i; i < pixels; ++i, row += 4) {
         row[0] = table[row[0]];
         row[1] = table[row[1]];
         row[2] = table[row[2]];
     }
-#endif
 }
 
 #if VEL_AVX2
