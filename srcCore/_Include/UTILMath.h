@@ -14,6 +14,7 @@ inline double Sin(double x) { return sin(x); }
 inline float Cos(float x) { return cosf(x); }
 inline double Cos(double x) { return cos(x); }
 inline double Atan2(double y, double x) { return atan2(y, x); }
+inline double Abs(double x) { return fabs(x); }
 inline double Sqrt(double x) { return sqrt(x); }
 inline float Sqrt(float x) { return sqrtf(x); }
 

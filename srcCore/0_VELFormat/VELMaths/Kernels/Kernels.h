@@ -3,13 +3,18 @@
 
 #include "Arithmetic.h"
 #include "Colour.h"
+#include "Convolution.h"
+#include "Morphology.h"
 #include "Move.h"
 #include "Point.h"
+#include "Rank.h"
+#include "Samples.h"
 
 namespace vel {
 
 // Every family of kernels, once: generates the set below, its choice and the kernel checks.
-#define VEL_KERNEL_FAMILIES(X) X(Arithmetic) X(Colour) X(Move) X(Point)
+#define VEL_KERNEL_FAMILIES(X) \
+    X(Arithmetic) X(Colour) X(Convolution) X(Morphology) X(Move) X(Point) X(Rank) X(Samples)
 
 struct KernelSet {
     const char* level;
@@ -19,8 +24,12 @@ struct KernelSet {
 
     const ArithmeticKernels& Arithmetic() const { return *familyArithmetic; }
     const ColourKernels& Colour() const { return *familyColour; }
+    const ConvolutionKernels& Convolution() const { return *familyConvolution; }
+    const MorphologyKernels& Morphology() const { return *familyMorphology; }
     const MoveKernels& Move() const { return *familyMove; }
     const PointKernels& Point() const { return *familyPoint; }
+    const RankKernels& Rank() const { return *familyRank; }
+    const SamplesKernels& Samples() const { return *familySamples; }
 };
 
 // Chosen on first use by what processor and operating system offer; the same set ever after. An operation fetches it

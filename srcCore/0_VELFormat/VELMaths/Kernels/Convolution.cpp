@@ -1,0 +1,10 @@
+#include "Convolution.h"
+
+#include <math.h>
+
+namespace vel {
+namespace {
+#include "Convolution.inl"
+}
+VEL_KERNEL_TABLE(Convolution, VEL_CONVOLUTION_KERNELS)
+}  // namespace vel

@@ -1,0 +1,8 @@
+#include "Morphology.h"
+
+namespace vel {
+namespace {
+#include "Morphology.inl"
+}
+VEL_KERNEL_TABLE(Morphology, VEL_MORPHOLOGY_KERNELS)
+}  // namespace vel

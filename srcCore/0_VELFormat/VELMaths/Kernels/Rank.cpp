@@ -1,0 +1,8 @@
+#include "Rank.h"
+
+namespace vel {
+namespace {
+#include "Rank.inl"
+}
+VEL_KERNEL_TABLE(Rank, VEL_RANK_KERNELS)
+}  // namespace vel
