@@ -197,10 +197,12 @@ TEST_F(RankAndRandom, DepthsThatAreNotWrittenStillDraw) {
     const ref::Image source = Flat(6, 4, 16, kBgr, 0);
     std::srand(11);
     EXPECT_TRUE(test::SameNewImage(ref::CreatedLike(source), Jitter(source, 4)));
-    EXPECT_EQ(std::rand(), DrawAfter(11, 2 * 24));
+    const int afterJitter = std::rand();
+    EXPECT_EQ(afterJitter, DrawAfter(11, 2 * 24));
     std::srand(12);
     EXPECT_TRUE(test::SameNewImage(ref::CreatedLike(source), Noise(source, 4)));
-    EXPECT_EQ(std::rand(), DrawAfter(12, 3 * 24));
+    const int afterNoise = std::rand();
+    EXPECT_EQ(afterNoise, DrawAfter(12, 3 * 24));
 }
 
 }  // namespace
