@@ -49,6 +49,9 @@ std::atomic<int> g_live{0};
 constexpr uint32_t kAlive = 0xA11FE5ED, kDead = 0xDEADDEAD;
 constexpr size_t kGuard = 1024;  // bytes on each side; a multiple of 64
 
+// The object itself, for tests that get their own image back as an interface.
+const IID kTestImageId = InterfaceId("TestImage");
+
 uint8_t GuardByte(size_t i) { return static_cast<uint8_t>(0x5A + 37 * i); }
 
 }  // namespace
@@ -142,6 +145,13 @@ SmartPtr<TestImage> TestImage::New(const ref::Image& content, size_t misalign) {
 
 TestImage::~TestImage() = default;
 
+SmartPtr<TestImage> TestImage::Of(IVEL* image) {
+    SmartPtr<TestImage> own;
+    if (image) image->QueryInterface(kTestImageId, own.Receive());
+    if (!own.Get()) ADD_FAILURE() << "This is no image of the test host.";
+    return own;
+}
+
 void TestImage::SetContent(const ref::Image& content, size_t misalign) {
     m_blocks.clear();
     for (const std::vector<uint8_t>& plane : content.store) {
@@ -180,6 +190,8 @@ HRESULT TestImage::QueryInterface(const IID& iid, void** object) {
         *object = static_cast<IVELImage*>(this);
     } else if (iid == InterfaceId("IVELImagePalette")) {
         *object = static_cast<IVELImagePalette*>(this);
+    } else if (iid == kTestImageId) {
+        *object = this;
     }
     if (!*object) return E_NOINTERFACE;
     Up();
@@ -247,8 +259,9 @@ HRESULT TestImage::Reserved5() {
 HRESULT TestImage::Assign(IVEL* image, int32_t flags) {
     log->assigned.emplace_back(image, flags);
     Enter(Call::Assign);
-    // The tests' own images are the only ones around.
-    SetContent(static_cast<TestImage*>(static_cast<IVELImageDIB*>(image))->Content());
+    const SmartPtr<TestImage> other = Of(image);
+    if (!other.Get()) return E_FAIL;
+    SetContent(other->Content());
     return S_OK;
 }
 

@@ -118,6 +118,8 @@ public:
     static SmartPtr<TestImage> New(const ref::Image& content, size_t misalign = 0);
     // An image without a pixel store.
     static SmartPtr<TestImage> New();
+    // The test host's image behind an interface, with a reference of its own; a test failure when it is none.
+    static SmartPtr<TestImage> Of(IVEL* image);
 
     // The content now; `store` is empty when there are no pixels.
     ref::Image Content() const;
