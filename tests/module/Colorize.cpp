@@ -79,18 +79,18 @@ TEST_F(Colorize, Saturation0GivesTheGreyOfTheLightness) {
 }
 
 TEST_F(Colorize, Hues0And255AreRed85IsGreen170IsBlue) {
-    // lightness 128 / 255 and saturation 1: m2 = 1, m1 is a hair above 0
-    EXPECT_EQ(One(128, 128, 128, 0, 255, 1.0f), ref::ColourOf(1, 1, 255, 0));
-    EXPECT_EQ(One(128, 128, 128, 255, 255, 1.0f), ref::ColourOf(1, 1, 255, 0));
-    EXPECT_EQ(One(128, 128, 128, 85, 255, 1.0f), ref::ColourOf(1, 255, 1, 0));
-    EXPECT_EQ(One(128, 128, 128, 170, 255, 1.0f), ref::ColourOf(255, 1, 1, 0));
+    // lightness 100 / 255 and full saturation: the channels lie between 0 and 200
+    EXPECT_EQ(One(100, 100, 100, 0, 255, 1.0f), ref::ColourOf(0, 0, 200, 0));
+    EXPECT_EQ(One(100, 100, 100, 255, 255, 1.0f), ref::ColourOf(0, 0, 200, 0));
+    EXPECT_EQ(One(100, 100, 100, 85, 255, 1.0f), ref::ColourOf(0, 200, 0, 0));
+    EXPECT_EQ(One(100, 100, 100, 170, 255, 1.0f), ref::ColourOf(200, 0, 0, 0));
 }
 
 TEST_F(Colorize, APaletteImageStaysGrey) {
-    const auto image = TestImage::New(ImageOf(3, 8, ref::kMono, {{0, 128, 255}}));
+    const auto image = TestImage::New(ImageOf(3, 8, ref::kMono, {{0, 100, 255}}));
     ASSERT_EQ(colour->Colorize(image.Get(), 0, 255, 1.0f), S_OK);
-    // 128 becomes red (255, 1, 1), whose nearest grey is 86
-    EXPECT_TRUE(SameBytes(ImageOf(3, 8, ref::kMono, {{0, 86, 255}}), image));
+    // 100 becomes red (200, 0, 0), whose nearest grey is 67
+    EXPECT_TRUE(SameBytes(ImageOf(3, 8, ref::kMono, {{0, 67, 255}}), image));
 }
 
 TEST_F(Colorize, A16BitImageIsLeft) {
