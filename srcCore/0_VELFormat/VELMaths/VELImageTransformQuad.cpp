@@ -39,7 +39,7 @@ int32_t NearestPixel(int32_t position) { return static_cast<int32_t>(static_cast
 // the neighbours that interpolation reads. What falls there or outside becomes 0.
 void WarpRow(uint8_t* out, const ImageView& source, CBresenhamLineFPB scan, uint32_t count, bool interpolate) {
     const auto pixelBytes = static_cast<int>(source.PixelBytes());
-    const int64_t lastX = int64_t{source.width} - 2, lastY = int64_t{source.height} - 2;
+    const int64_t lastX = source.Empty() ? 0 : int64_t{source.width} - 2, lastY = int64_t{source.height} - 2;
     for (uint32_t k = 0; k < count; ++k, out += pixelBytes, scan.Advance()) {
         const int32_t px = NearestPixel(scan.m_x), py = NearestPixel(scan.m_y);
         const bool usable = px >= 1 && py >= 1 && px <= lastX && py <= lastY;

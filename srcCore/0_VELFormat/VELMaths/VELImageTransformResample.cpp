@@ -108,7 +108,7 @@ HRESULT CVELImageTransform::Resample(IVEL* source, IVEL** destination, int newWi
         return S_OK;
     }
     const ImageView to = ViewOf(target.Get());
-    if (newWidth <= 0 || newHeight <= 0 || from.Empty() || !Holds(to, width, height, from.bitsPerPixel)) return S_OK;
+    if (newWidth <= 0 || newHeight <= 0 || !Holds(to, width, height, from.bitsPerPixel)) return S_OK;
 
     const float xScale = static_cast<float>(from.width) / static_cast<float>(newWidth);
     const float yScale = static_cast<float>(from.height) / static_cast<float>(newHeight);

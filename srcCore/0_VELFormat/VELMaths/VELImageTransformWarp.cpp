@@ -203,8 +203,11 @@ HRESULT CVELImageTransform::TransformPaste(ITransform* mapping, IVEL* source, IV
                                            short markVoids, short /*unused*/) {
     if (!mapping) return E_INVALIDARG;
     if (!source || !destination) return E_FAIL;
-    const ImageView from = WordRows(ViewOf(source)), to = WordRows(ViewOf(destination));
-    if (from.Empty() || to.Empty() || from.bitsPerPixel != to.bitsPerPixel) return S_OK;
+    ImageView from = WordRows(ViewOf(source));
+    const ImageView to = WordRows(ViewOf(destination));
+    if (to.Empty() || from.bitsPerPixel != to.bitsPerPixel) return S_OK;
+    // Without source pixels the voids are still filled.
+    if (from.Empty()) from.height = from.width = 0;
     const Landing landing{mapping, static_cast<double>(dx), static_cast<double>(dy), static_cast<double>(to.width),
                           static_cast<double>(to.height)};
     switch (from.bitsPerPixel) {
