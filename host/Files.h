@@ -54,8 +54,10 @@ struct Conversions {
     bool rgb = false;
     // "round": floats and unsigned 32-bit values to the nearest integer that 32-bit "MONO" holds.
     bool round = false;
+    // "all": whatever it takes. Like widen, rgb and round together, and 8bit where nothing else helps.
+    bool fallback = false;
 
-    // Parses "widen", "8bit", "rgb", "round", "all" or several with commas. Throws ErrorKind::Argument.
+    // Parses these names, or several with commas. Throws ErrorKind::Argument.
     static Conversions Parse(const std::string& list);
 };
 
@@ -115,9 +117,9 @@ struct SaveOptions {
 // Writes to a temporary name in the same folder and renames: the name holds the old content or all of the new one.
 // A name that is a device or a pipe is written to directly. Throws ErrorKind::Exists, Access, Unsupported (the format
 // cannot hold the image; the message says which can), Argument or Memory.
-void SaveFile(Image& image, const std::filesystem::path& path, const SaveOptions& options = {});
+void SaveFile(const Image& image, const std::filesystem::path& path, const SaveOptions& options = {});
 // The file's bytes; options.format must be given.
-std::vector<uint8_t> SaveMemory(Image& image, const SaveOptions& options);
+std::vector<uint8_t> SaveMemory(const Image& image, const SaveOptions& options);
 
 // Formats of this build, by the name that SaveOptions takes.
 struct FormatInfo {

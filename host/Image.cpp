@@ -106,13 +106,25 @@ void Image::SetByteLimit(uint64_t bytes) { gByteLimit.store(bytes, std::memory_o
 uint64_t Image::ByteLimit() { return gByteLimit.load(std::memory_order_relaxed); }
 
 bool Image::SetPalette(std::span<const RGBQUAD> entries) {
-    try {
-        m_palette = std::vector<RGBQUAD>(entries.begin(), entries.begin() + std::min<size_t>(entries.size(), 256));
-        return true;
-    } catch (const std::bad_alloc&) {
-        m_palette.clear();
-        return false;
+    const size_t count = std::min<size_t>(entries.size(), 256);
+    std::vector<RGBQUAD> table;
+    if (count != 0) {
+        try {
+            table.resize(256);
+        } catch (const std::bad_alloc&) {
+            ClearPalette();
+            return false;
+        }
+        std::copy_n(entries.begin(), count, table.begin());
     }
+    m_palette.swap(table);
+    m_paletteEntries = static_cast<uint32_t>(count);
+    return true;
+}
+
+void Image::ClearPalette() {
+    m_palette.clear();
+    m_paletteEntries = 0;
 }
 
 HRESULT Image::QueryInterface(const IID& iid, void** object) {
@@ -161,7 +173,7 @@ HRESULT Image::GetBits(uint32_t plane, uint32_t* unused, uint8_t** bits, int32_t
 HRESULT Image::Create(uint32_t width, uint32_t height, uint32_t planes, uint32_t bitsPerPixel, uint32_t format) {
     const Shape shape{width, height, bitsPerPixel, format, planes};
     if (Wrapped() && shape == m_shape) {
-        m_palette.clear();
+        ClearPalette();
         for (uint32_t p = 0; p < shape.planes; ++p) {
             for (uint32_t y = 0; y < shape.height; ++y) std::memset(Row(y, p), 0, shape.RowBytes());
         }
@@ -200,7 +212,7 @@ void Image::Reset() {
     m_stride = 0;
     m_planeDistance = 0;
     m_shape = Shape{0, 0, 0, 0, 0};
-    m_palette.clear();
+    ClearPalette();
 }
 
 void Image::SwapContent(Image& other) {
@@ -210,6 +222,7 @@ void Image::SwapContent(Image& other) {
     std::swap(m_planeDistance, other.m_planeDistance);
     std::swap(m_store, other.m_store);
     m_palette.swap(other.m_palette);
+    std::swap(m_paletteEntries, other.m_paletteEntries);
 }
 
 // Makes this image, which owns nothing yet, a copy of the other.
@@ -258,6 +271,7 @@ HRESULT Image::Assign(IVEL* image, int32_t /*flags*/) {
     if (result != S_OK) return result;
     if (Wrapped() && copy->m_shape == m_shape) {
         m_palette.swap(copy->m_palette);
+        std::swap(m_paletteEntries, copy->m_paletteEntries);
         for (uint32_t p = 0; p < m_shape.planes; ++p) {
             for (uint32_t y = 0; y < m_shape.height; ++y) {
                 std::memcpy(Row(y, p), copy->Row(y, p), m_shape.RowBytes());
@@ -288,7 +302,7 @@ HRESULT Image::FillColor(uint32_t colour) {
         pattern[1] = static_cast<uint8_t>(word >> 8);
     } else {
         const uint32_t index =
-            m_palette.empty() ? NearestGrey(bits, colour) : NearestEntry(m_palette, 1u << bits, colour);
+            m_paletteEntries == 0 ? NearestGrey(bits, colour) : NearestEntry(Palette(), 1u << bits, colour);
         pattern[0] = Replicate(index, bits);
     }
 
@@ -307,8 +321,8 @@ HRESULT Image::FillColor(uint32_t colour) {
 }
 
 HRESULT Image::GetPalette(const RGBQUAD** entries, uint32_t* count) {
-    if (entries) *entries = m_palette.empty() ? nullptr : m_palette.data();
-    if (count) *count = static_cast<uint32_t>(m_palette.size());
+    if (entries) *entries = m_paletteEntries == 0 ? nullptr : m_palette.data();
+    if (count) *count = m_paletteEntries;
     return S_OK;
 }
 

@@ -93,7 +93,7 @@ public:
     }
 
     // Colour table; empty means none. At most 256 entries are kept. Lost by Create.
-    std::span<const RGBQUAD> Palette() const { return m_palette; }
+    std::span<const RGBQUAD> Palette() const { return {m_palette.data(), m_paletteEntries}; }
     bool SetPalette(std::span<const RGBQUAD> entries);  // false: no memory, the palette is empty then
 
     // IUnknown: IVEL, IVELImage, IVELImageDIB and IVELImagePalette are answered.
@@ -120,6 +120,7 @@ public:
 
     // IVELImagePalette.
     HRESULT Reserved1() override { return E_FAIL; }
+    // The table always has room for 256 entries, black behind the last one: any index may be looked up in it.
     HRESULT GetPalette(const RGBQUAD** entries, uint32_t* count) override;
 
 private:
@@ -130,6 +131,7 @@ private:
     HRESULT Allocate(const Shape& shape, RowOrder order);
     HRESULT CopyFrom(IVEL* image);
     void Reset();
+    void ClearPalette();
     void SwapContent(Image& other);
 
     Shape m_shape{0, 0, 0, 0, 0};
@@ -137,7 +139,8 @@ private:
     int32_t m_stride = 0;
     int64_t m_planeDistance = 0;
     void* m_store = nullptr;  // what to free; null when the memory is the caller's
-    std::vector<RGBQUAD> m_palette;
+    std::vector<RGBQUAD> m_palette;  // none or 256
+    uint32_t m_paletteEntries = 0;
 };
 
 // While one is alive, images of this library report to the thread that made it the stride of 32-bit "MONO" images in
