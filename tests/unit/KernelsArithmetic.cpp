@@ -56,24 +56,19 @@ VEL_CHECK(Arithmetic, StoreMaskedRow) {
     kernel(dst, src, mask, run.count, pixelBytes);
 }
 
-VEL_CHECK(Arithmetic, GreyToRow24) {
-    uint8_t* dst = run.Out(run.count * 3);
-    kernel(dst, run.In(run.count), run.count);
-}
-
-VEL_CHECK(Arithmetic, GreyToRow32) {
-    uint8_t* dst = run.InOut(run.count * 4);
-    kernel(dst, run.In(run.count), run.count, run.random.Chance(50) ? -1 : run.random.Int(0, 255));
-}
-
 VEL_CHECK(Arithmetic, PackRow32To24) {
     uint8_t* dst = run.Out(run.count * 3);
     kernel(dst, run.In(run.count * 4), run.count);
 }
 
-VEL_CHECK(Arithmetic, SpreadRow24To32) {
+VEL_CHECK(Arithmetic, ColourIntoRow32) {
     uint8_t* dst = run.InOut(run.count * 4);
     kernel(dst, run.In(run.count * 3), run.count);
+}
+
+VEL_CHECK(Arithmetic, GreyIntoRow32) {
+    uint8_t* dst = run.InOut(run.count * 4);
+    kernel(dst, run.In(run.count), run.count);
 }
 
 VEL_CHECK(Arithmetic, WordRow16To24) {
@@ -83,6 +78,12 @@ VEL_CHECK(Arithmetic, WordRow16To24) {
 
 VEL_CHECK(Arithmetic, LookUpTo) {
     const auto [dst, src] = run.OutAndMaybeSameIn(run.count);
+    kernel(dst, src, run.count, run.In(256));
+}
+
+VEL_CHECK(Arithmetic, LookUpRow32To24) {
+    uint8_t* dst = run.Out(run.count * 3);
+    const uint8_t* src = run.In(run.count * 4);
     kernel(dst, src, run.count, run.In(256));
 }
 

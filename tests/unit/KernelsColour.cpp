@@ -42,12 +42,12 @@ VEL_CHECK(Colour, TintRow32) {
 
 VEL_CHECK(Colour, BlendTintRow24) {
     uint8_t* row = run.InOut(run.count * 3);
-    kernel(row, run.count, TakeTints(run), run.random.Int(0, 255));
+    kernel(row, run.count, TakeTints(run), run.random.Int(1, 255));
 }
 
 VEL_CHECK(Colour, BlendTintRow32) {
     uint8_t* row = run.InOut(run.count * 4);
-    kernel(row, run.count, TakeTints(run), run.random.Int(0, 255));
+    kernel(row, run.count, TakeTints(run), run.random.Int(1, 255));
 }
 
 VEL_CHECK(Colour, AlphaRow) { kernel(run.InOut(run.count * 4), run.count, static_cast<uint8_t>(run.random.Bits())); }

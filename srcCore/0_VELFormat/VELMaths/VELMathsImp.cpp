@@ -60,10 +60,10 @@ namespace {
 using CopyRow = void (*)(uint8_t* dst, const uint8_t* src, size_t pixels);
 
 void GreyTo24(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    vel::Kernels().Arithmetic().GreyToRow24(dst, src, pixels);
+    vel::Kernels().Move().GreyTo24(dst, src, pixels);
 }
 void GreyTo32(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    vel::Kernels().Arithmetic().GreyToRow32(dst, src, pixels, 255);
+    vel::Kernels().Move().GreyTo32(dst, src, pixels);
 }
 void DropAlpha(uint8_t* dst, const uint8_t* src, size_t pixels) {
     vel::Kernels().Arithmetic().PackRow32To24(dst, src, pixels);
@@ -380,12 +380,12 @@ void WeighMixed(uint8_t* dst, size_t dstStep, const uint8_t* first, size_t first
         }
         Weigh(sums, a, b, count * 3, w);
         if (!selection) {
-            kernels.SpreadRow24To32(target, sums, count);
+            kernels.ColourIntoRow32(target, sums, count);
         } else if (dstStep == 3) {
             selection->Store(target, sums, mask + i, count, 3);
         } else {
             std::memcpy(merged, target, count * 4);
-            kernels.SpreadRow24To32(merged, sums, count);
+            kernels.ColourIntoRow32(merged, sums, count);
             selection->Store(target, merged, mask + i, count, 4);
         }
     });

@@ -19,7 +19,7 @@ enum class Range {
 };
 
 struct Scaling {
-    const vel::ArithmeticKernels& kernels;
+    const vel::KernelSet& kernels;
     float factor, offset;
     uint8_t table[256];  // of a scaled byte, where a rule names a range
 };
@@ -43,76 +43,72 @@ void InParts(size_t total, const Work& work) {
 }
 
 void IntTo8(const Scaling& s, const ScaledRow& row) {
-    s.kernels.ScaleIntTo8(row.dst, row.src, row.pixels, s.factor, s.offset);
+    s.kernels.Arithmetic().ScaleIntTo8(row.dst, row.src, row.pixels, s.factor, s.offset);
 }
 
 void IntTo24(const Scaling& s, const ScaledRow& row) {
     uint8_t grey[kPart];
     InParts(row.pixels, [&](size_t i, size_t count) {
-        s.kernels.ScaleIntTo8(grey, row.src + 4 * i, count, s.factor, s.offset);
-        s.kernels.GreyToRow24(row.dst + 3 * i, grey, count);
+        s.kernels.Arithmetic().ScaleIntTo8(grey, row.src + 4 * i, count, s.factor, s.offset);
+        s.kernels.Move().GreyTo24(row.dst + 3 * i, grey, count);
     });
 }
 
 void IntToColour32(const Scaling& s, const ScaledRow& row) {
     uint8_t grey[kPart];
     InParts(row.pixels, [&](size_t i, size_t count) {
-        s.kernels.ScaleIntTo8(grey, row.src + 4 * i, count, s.factor, s.offset);
-        s.kernels.GreyToRow32(row.dst + 4 * i, grey, count, -1);
+        s.kernels.Arithmetic().ScaleIntTo8(grey, row.src + 4 * i, count, s.factor, s.offset);
+        s.kernels.Arithmetic().GreyIntoRow32(row.dst + 4 * i, grey, count);
     });
 }
 
 void IntToInt(const Scaling& s, const ScaledRow& row) {
-    s.kernels.ScaleIntToInt(row.dst, row.src, row.pixels, s.factor, s.offset);
+    s.kernels.Arithmetic().ScaleIntToInt(row.dst, row.src, row.pixels, s.factor, s.offset);
 }
 
 // As many bytes as the row has pixels, a third or a quarter of what it holds.
 void FirstBytes(const Scaling& s, const ScaledRow& row) {
-    s.kernels.LookUpTo(row.dst, row.src, row.pixels, s.table);
+    s.kernels.Arithmetic().LookUpTo(row.dst, row.src, row.pixels, s.table);
 }
 
 // The first pixel only, whatever the width.
-void FirstPixel(const Scaling& s, const ScaledRow& row) { s.kernels.LookUpTo(row.dst, row.src, 3, s.table); }
+void FirstPixel(const Scaling& s, const ScaledRow& row) { s.kernels.Arithmetic().LookUpTo(row.dst, row.src, 3, s.table); }
 
 void Colour32To24(const Scaling& s, const ScaledRow& row) {
-    InParts(row.pixels, [&](size_t i, size_t count) {
-        uint8_t* dst = row.dst + 3 * i;
-        s.kernels.PackRow32To24(dst, row.src + 4 * i, count);
-        s.kernels.LookUpTo(dst, dst, 3 * count, s.table);
-    });
+    s.kernels.Arithmetic().LookUpRow32To24(row.dst, row.src, row.pixels, s.table);
 }
 
 void Sum32To8(const Scaling& s, const ScaledRow& row) {
-    s.kernels.ScaleSumTo8(row.dst, row.src, row.pixels, 4, s.factor, s.offset);
+    s.kernels.Arithmetic().ScaleSumTo8(row.dst, row.src, row.pixels, 4, s.factor, s.offset);
 }
 
 void Sum24To8(const Scaling& s, const ScaledRow& row) {
-    s.kernels.ScaleSumTo8(row.dst, row.src, row.pixels, 3, s.factor, s.offset);
+    s.kernels.Arithmetic().ScaleSumTo8(row.dst, row.src, row.pixels, 3, s.factor, s.offset);
 }
 
 void ByteTo24(const Scaling& s, const ScaledRow& row) {
     uint8_t grey[kPart];
     InParts(row.pixels, [&](size_t i, size_t count) {
-        s.kernels.LookUpTo(grey, row.src + i, count, s.table);
-        s.kernels.GreyToRow24(row.dst + 3 * i, grey, count);
+        s.kernels.Arithmetic().LookUpTo(grey, row.src + i, count, s.table);
+        s.kernels.Move().GreyTo24(row.dst + 3 * i, grey, count);
     });
 }
 
 // The only row that minds a mask.
 void ByteTo8(const Scaling& s, const ScaledRow& row) {
     if (!row.mask) {
-        s.kernels.LookUpTo(row.dst, row.src, row.pixels, s.table);
+        s.kernels.Arithmetic().LookUpTo(row.dst, row.src, row.pixels, s.table);
         return;
     }
     uint8_t scaled[kPart];
     InParts(row.pixels, [&](size_t i, size_t count) {
-        s.kernels.LookUpTo(scaled, row.src + i, count, s.table);
-        s.kernels.StoreMaskedRow(row.dst + i, scaled, row.mask + i, count, 1);
+        s.kernels.Arithmetic().LookUpTo(scaled, row.src + i, count, s.table);
+        s.kernels.Arithmetic().StoreMaskedRow(row.dst + i, scaled, row.mask + i, count, 1);
     });
 }
 
 void ByteToInt(const Scaling& s, const ScaledRow& row) {
-    s.kernels.ScaleByteToInt(row.dst, row.src, row.pixels, s.factor, s.offset);
+    s.kernels.Arithmetic().ScaleByteToInt(row.dst, row.src, row.pixels, s.factor, s.offset);
 }
 
 enum class Code { Any, Mono, Other };
@@ -170,7 +166,7 @@ HRESULT CVELMaths::Scale(IVEL* destination, IVEL* source, IVEL* mask, float fact
     const ScaleRule* rule = RuleOf(from, to);
     if (!rule) return E_FAIL;
     const uint32_t width = std::min(from.width, to.width), height = std::min(from.height, to.height);
-    Scaling scaling = {vel::Kernels().Arithmetic(), factor, offset, {}};
+    Scaling scaling = {vel::Kernels(), factor, offset, {}};
     if (rule->range != Range::None) {
         for (int i = 0; i < 256; ++i) {
             scaling.table[i] = ScaledByte(static_cast<float>(i) * factor + offset, rule->range);

@@ -3,6 +3,8 @@
 namespace vel {
 namespace {
 #include "Bytes.inl"
+#include "Floats.inl"
+#include "Pixels.inl"
 #include "Arithmetic.inl"
 }
 VEL_KERNEL_TABLE(Arithmetic, VEL_ARITHMETIC_KERNELS)

@@ -10,20 +10,21 @@ namespace vel {
     /* Pixels of the low 3 bytes, or all 4 bytes, of `word` in memory order. */                                    \
     X(void, FillRow24, (uint8_t * dst, size_t pixels, uint32_t word))                                              \
     X(void, FillRow32, (uint8_t * dst, size_t pixels, uint32_t word))                                              \
-    /* Copies the pixels of `pixelBytes` bytes whose mask byte is not 0. The mask may also be the destination's    \
-       own first bytes when pixelBytes is 1. */                                                                    \
+    /* Copies the pixels of `pixelBytes` (at least 1) bytes whose mask byte is not 0. With pixelBytes 1 the mask   \
+       may also be the destination. */                                                                             \
     X(void, StoreMaskedRow, (uint8_t * dst, const uint8_t* src, const uint8_t* mask, size_t pixels,                \
                              size_t pixelBytes))                                                                   \
-    /* One byte a pixel to three or four equal ones; alpha is given, or kept where it is negative. */              \
-    X(void, GreyToRow24, (uint8_t * dst, const uint8_t* src, size_t pixels))                                       \
-    X(void, GreyToRow32, (uint8_t * dst, const uint8_t* src, size_t pixels, int alpha))                            \
-    /* Drops the fourth byte of each pixel; puts three bytes into 4-byte pixels and keeps their fourth. */         \
+    /* Drops the fourth byte of each pixel. */                                                                     \
     X(void, PackRow32To24, (uint8_t * dst, const uint8_t* src, size_t pixels))                                     \
-    X(void, SpreadRow24To32, (uint8_t * dst, const uint8_t* src, size_t pixels))                                   \
+    /* Three bytes, or a grey byte three times, into 4-byte pixels that keep their fourth. */                      \
+    X(void, ColourIntoRow32, (uint8_t * dst, const uint8_t* src, size_t pixels))                                   \
+    X(void, GreyIntoRow32, (uint8_t * dst, const uint8_t* src, size_t pixels))                                     \
     /* 5-6-5 words to three bytes: low, middle, high bits first, or reversed. Low bits of the bytes are 0. */      \
     X(void, WordRow16To24, (uint8_t * dst, const uint8_t* src, size_t pixels, int reversed))                       \
     /* Every byte through the 256-entry table. */                                                                  \
     X(void, LookUpTo, (uint8_t * dst, const uint8_t* src, size_t bytes, const uint8_t* table))                     \
+    /* The first three bytes of 4-byte pixels through the table to 3-byte pixels. */                               \
+    X(void, LookUpRow32To24, (uint8_t * dst, const uint8_t* src, size_t pixels, const uint8_t* table))             \
     /* min(255, first + second) */                                                                                 \
     X(void, AddRow, (uint8_t * dst, const uint8_t* first, const uint8_t* second, size_t bytes))                    \
     /* table[first + second], 512 entries. */                                                                      \

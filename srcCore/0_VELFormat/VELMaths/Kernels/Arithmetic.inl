@@ -1,105 +1,217 @@
 // Arithmetic kernels; see Arithmetic.h.
 
-static void FillRow24(uint8_t* dst, size_t pixels, uint32_t word) {
-    for (size_t i = 0; i < pixels; ++i) {
-        dst[3 * i] = static_cast<uint8_t>(word);
-        dst[3 * i + 1] = static_cast<uint8_t>(word >> 8);
-        dst[3 * i + 2] = static_cast<uint8_t>(word >> 16);
-    }
+// ---------------------------------------------------------------------------------------------------------------
+// Fills and masks
+
+// Whole pixels of 3 or 4 bytes fill this pattern, and it fills whole vectors.
+static inline void FillPattern(uint8_t* dst, size_t bytes, uint32_t word, size_t pixelBytes) {
+    uint8_t pattern[192];
+    for (size_t i = 0; i < sizeof pattern; ++i) pattern[i] = static_cast<uint8_t>(word >> 8 * (i % pixelBytes));
+    size_t i = 0;
+    for (; i + sizeof pattern <= bytes; i += sizeof pattern) memcpy(dst + i, pattern, sizeof pattern);
+    memcpy(dst + i, pattern, bytes - i);
 }
 
-static void FillRow32(uint8_t* dst, size_t pixels, uint32_t word) {
-    for (size_t i = 0; i < pixels; ++i) StoreWord(dst + 4 * i, word);
+static void FillRow24(uint8_t* dst, size_t pixels, uint32_t word) { FillPattern(dst, pixels * 3, word, 3); }
+
+static void FillRow32(uint8_t* dst, size_t pixels, uint32_t word) { FillPattern(dst, pixels * 4, word, 4); }
+
+static inline void StoreMaskedBytes(uint8_t* dst, const uint8_t* src, const uint8_t* mask, size_t bytes) {
+    size_t i = 0;
+#if VEL_AVX512
+    for (; i < bytes; i += 64) {
+        const __mmask64 there = bytes - i < 64 ? FirstBytes(bytes - i) : ~0ull;
+        const __m512i selected = _mm512_maskz_loadu_epi8(there, mask + i);
+        const __mmask64 stored = _mm512_test_epi8_mask(selected, selected);
+        _mm512_mask_storeu_epi8(dst + i, stored, _mm512_maskz_loadu_epi8(stored, src + i));
+    }
+#elif VEL_VECTOR
+    for (; i + kVectorBytes <= bytes; i += kVectorBytes) {
+        const Bytes kept = VEL_BYTES_OP(cmpeq_epi8)(LoadBytes(mask + i), Splat8(0));
+        const Bytes offered = LoadBytes(src + i), changed = Xor(offered, LoadBytes(dst + i));
+        StoreBytes(dst + i, Xor(offered, And(kept, changed)));
+    }
+#endif
+    for (; i < bytes; ++i) dst[i] = mask[i] ? src[i] : dst[i];
+}
+
+template <size_t kPixelBytes>
+static inline void StoreMaskedPixels(uint8_t* dst, const uint8_t* src, const uint8_t* mask, size_t pixels) {
+    // The mask is widened to a byte a byte, in parts that stay in the nearest cache.
+    constexpr size_t kPart = 1024;
+    uint8_t wide[kPart * kPixelBytes];
+    for (size_t i = 0; i < pixels; i += kPart) {
+        const size_t count = pixels - i < kPart ? pixels - i : kPart;
+        for (size_t k = 0; k < count; ++k) {
+            for (size_t b = 0; b < kPixelBytes; ++b) wide[k * kPixelBytes + b] = mask[i + k];
+        }
+        StoreMaskedBytes(dst + i * kPixelBytes, src + i * kPixelBytes, wide, count * kPixelBytes);
+    }
 }
 
 static void StoreMaskedRow(uint8_t* dst, const uint8_t* src, const uint8_t* mask, size_t pixels, size_t pixelBytes) {
+    switch (pixelBytes) {
+        case 1: StoreMaskedBytes(dst, src, mask, pixels); return;
+        case 2: StoreMaskedPixels<2>(dst, src, mask, pixels); return;
+        case 3: StoreMaskedPixels<3>(dst, src, mask, pixels); return;
+        case 4: StoreMaskedPixels<4>(dst, src, mask, pixels); return;
+        default: break;
+    }
     for (size_t i = 0; i < pixels; ++i) {
-        if (!mask[i]) continue;
-        for (size_t k = 0; k < pixelBytes; ++k) dst[i * pixelBytes + k] = src[i * pixelBytes + k];
+        if (mask[i]) memcpy(dst + i * pixelBytes, src + i * pixelBytes, pixelBytes);
     }
 }
 
-static void GreyToRow24(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    for (size_t i = 0; i < pixels; ++i) dst[3 * i] = dst[3 * i + 1] = dst[3 * i + 2] = src[i];
-}
-
-static void GreyToRow32(uint8_t* dst, const uint8_t* src, size_t pixels, int alpha) {
-    const uint32_t keep = alpha < 0 ? 0xFF000000u : 0;
-    const uint32_t top = alpha < 0 ? 0 : static_cast<uint32_t>(alpha) << 24;
-    for (size_t i = 0; i < pixels; ++i) {
-        StoreWord(dst + 4 * i, (LoadWord(dst + 4 * i) & keep) | top | src[i] * 0x010101u);
-    }
-}
+// ---------------------------------------------------------------------------------------------------------------
+// Conversions
 
 static void PackRow32To24(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    for (size_t i = 0; i < pixels; ++i) {
+    size_t i = 0;
+#if VEL_AVX2
+    for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
+        StorePixels(dst + 3 * i, LoadBytes(src + 4 * i));
+    }
+#endif
+    for (; i < pixels; ++i) {
         dst[3 * i] = src[4 * i];
         dst[3 * i + 1] = src[4 * i + 1];
         dst[3 * i + 2] = src[4 * i + 2];
     }
 }
 
-static void SpreadRow24To32(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    for (size_t i = 0; i < pixels; ++i) {
+static void ColourIntoRow32(uint8_t* dst, const uint8_t* src, size_t pixels) {
+    size_t i = 0;
+#if VEL_AVX2
+    const Bytes alpha = Splat32(static_cast<int>(0xFF000000u));
+    for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
+        StoreBytes(dst + 4 * i, Or(And(LoadBytes(dst + 4 * i), alpha), SpreadPixels(src + 3 * i)));
+    }
+#endif
+    for (; i < pixels; ++i) {
         dst[4 * i] = src[3 * i];
         dst[4 * i + 1] = src[3 * i + 1];
         dst[4 * i + 2] = src[3 * i + 2];
     }
 }
 
-static void WordRow16To24(uint8_t* dst, const uint8_t* src, size_t pixels, int reversed) {
-    const size_t first = reversed ? 2 : 0;
+static void GreyIntoRow32(uint8_t* dst, const uint8_t* src, size_t pixels) {
     for (size_t i = 0; i < pixels; ++i) {
+        StoreWord(dst + 4 * i, (LoadWord(dst + 4 * i) & 0xFF000000u) | src[i] * 0x010101u);
+    }
+}
+
+static void WordRow16To24(uint8_t* dst, const uint8_t* src, size_t pixels, int reversed) {
+    const int first = reversed ? 16 : 0;
+    size_t i = 0;
+#if VEL_AVX2
+    for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
+#if VEL_AVX512
+        const Bytes words = _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 2 * i)));
+#else
+        const Bytes words = _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i)));
+#endif
+        const auto moved = [&](int left, int mask) {
+            return And(left < 0 ? VEL_BYTES_OP(srli_epi32)(words, -left) : VEL_BYTES_OP(slli_epi32)(words, left),
+                       Splat32(mask));
+        };
+        const Bytes ends = reversed ? Or(moved(19, 0xF80000), moved(-8, 0xF8)) : Or(moved(3, 0xF8), moved(8, 0xF80000));
+        StorePixels(dst + 3 * i, Or(ends, moved(5, 0xFC00)));
+    }
+#endif
+    for (; i < pixels; ++i) {
         uint16_t word;
         memcpy(&word, src + 2 * i, 2);
-        dst[3 * i + first] = static_cast<uint8_t>(word << 3 & 0xF8);
-        dst[3 * i + 1] = static_cast<uint8_t>(word >> 3 & 0xFC);
-        dst[3 * i + 2 - first] = static_cast<uint8_t>(word >> 8 & 0xF8);
+        const uint32_t low = word << 3 & 0xF8, middle = word >> 3 & 0xFC, high = word >> 8 & 0xF8;
+        const uint32_t pixel = low << first | middle << 8 | high << (16 - first);
+        for (size_t k = 0; k < 3; ++k) dst[3 * i + k] = static_cast<uint8_t>(pixel >> (8 * k));
     }
 }
 
 static void LookUpTo(uint8_t* dst, const uint8_t* src, size_t bytes, const uint8_t* table) {
-    for (size_t i = 0; i < bytes; ++i) dst[i] = table[src[i]];
+    LookUpBytes(dst, src, bytes, table);
 }
 
-static void AddRow(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t bytes) {
-    for (size_t i = 0; i < bytes; ++i) {
-        const uint8_t sum = static_cast<uint8_t>(first[i] + second[i]);
-        dst[i] = static_cast<uint8_t>(sum < first[i] ? 255 : sum);
+static void LookUpRow32To24(uint8_t* dst, const uint8_t* src, size_t pixels, const uint8_t* table) {
+    size_t i = 0;
+#if VEL_AVX2
+    const ByteTable registers(table);
+    for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
+        StorePixels(dst + 3 * i, LookUp(LoadBytes(src + 4 * i), registers));
     }
+#endif
+    for (; i < pixels; ++i) {
+        dst[3 * i] = table[src[4 * i]];
+        dst[3 * i + 1] = table[src[4 * i + 1]];
+        dst[3 * i + 2] = table[src[4 * i + 2]];
+    }
+}
+
+// ---------------------------------------------------------------------------------------------------------------
+// Sums and differences
+
+static void AddRow(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t bytes) {
+#if VEL_VECTOR
+    MapBytes(dst, first, second, bytes, [](Bytes a, Bytes b) { return AddSaturated(a, b); });
+#else
+    for (size_t i = 0; i < bytes; ++i) dst[i] = Saturate(first[i] + second[i]);
+#endif
 }
 
 static void AddLookUpRow(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t bytes,
                          const uint8_t* table) {
+#if VEL_AVX512
+    const ByteTable low(table), high(table + 256);
+    MapBytes(dst, first, second, bytes, [&](Bytes a, Bytes b) {
+        const __m512i sum = _mm512_add_epi8(a, b);
+        return _mm512_mask_blend_epi8(_mm512_cmplt_epu8_mask(sum, a), LookUp(sum, low), LookUp(sum, high));
+    });
+#else
     for (size_t i = 0; i < bytes; ++i) dst[i] = table[first[i] + second[i]];
+#endif
 }
 
-static inline uint8_t Difference(uint8_t first, uint8_t second, int magnitude) {
-    if (first >= second) return static_cast<uint8_t>(first - second);
-    return magnitude ? static_cast<uint8_t>(second - first) : 0;
+// Differences of the bytes where `counted` has ones; the others become those of `set`.
+static inline size_t SubtractPixels(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t bytes,
+                                    int magnitude, uint32_t counted, uint32_t set) {
+#if VEL_VECTOR
+    const Bytes negatives = Splat8(magnitude ? -1 : 0), one = Splat8(1);
+    const Bytes kept = Splat32(static_cast<int>(counted)), others = Splat32(static_cast<int>(set));
+    Bytes above = Splat8(0);
+    MapBytes(dst, first, second, bytes, [&](Bytes a, Bytes b) {
+        const Bytes difference = Or(SubtractSaturated(a, b), And(SubtractSaturated(b, a), negatives));
+        const Bytes result = And(difference, kept);
+        const Bytes aboveOne = Min8(SubtractSaturated(result, one), one);
+        above = VEL_BYTES_OP(add_epi64)(above, VEL_BYTES_OP(sad_epu8)(aboveOne, Splat8(0)));
+        return Or(result, others);
+    });
+    uint64_t sums[kVectorBytes / 8], total = 0;
+    StoreBytes(sums, above);
+    for (const uint64_t sum : sums) total += sum;
+    return static_cast<size_t>(total);
+#else
+    size_t above = 0;
+    for (size_t i = 0; i < bytes; ++i) {
+        const uint32_t shift = 8 * (i & 3);
+        const int difference = first[i] - second[i];
+        const int result = (difference >= 0 ? difference : magnitude ? -difference : 0) & (counted >> shift & 0xFF);
+        above += result > 1;
+        dst[i] = static_cast<uint8_t>(result | (set >> shift & 0xFF));
+    }
+    return above;
+#endif
 }
 
 static size_t SubtractRow(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t bytes, int magnitude) {
-    size_t above = 0;
-    for (size_t i = 0; i < bytes; ++i) {
-        dst[i] = Difference(first[i], second[i], magnitude);
-        above += dst[i] > 1;
-    }
-    return above;
+    return SubtractPixels(dst, first, second, bytes, magnitude, 0xFFFFFFFFu, 0);
 }
 
 static size_t SubtractRow32(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t pixels, int magnitude,
                             uint8_t alpha) {
-    size_t above = 0;
-    for (size_t i = 0; i < 4 * pixels; i += 4) {
-        for (size_t k = i; k < i + 3; ++k) {
-            dst[k] = Difference(first[k], second[k], magnitude);
-            above += dst[k] > 1;
-        }
-        dst[i + 3] = alpha;
-    }
-    return above;
+    return SubtractPixels(dst, first, second, pixels * 4, magnitude, 0x00FFFFFFu, static_cast<uint32_t>(alpha) << 24);
 }
+
+// ---------------------------------------------------------------------------------------------------------------
+// Single precision
 
 // A comparison with NaN fails, so NaN takes the lower limit.
 static inline float Limited(float value, float high) {
@@ -107,7 +219,9 @@ static inline float Limited(float value, float high) {
     return floored < high ? floored : high;
 }
 
-static inline uint8_t ClampedByte(float value) { return static_cast<uint8_t>(static_cast<int32_t>(Limited(value, 255.0f))); }
+static inline uint8_t ClampedByte(float value) {
+    return static_cast<uint8_t>(static_cast<int32_t>(Limited(value, 255.0f)));
+}
 
 // The greatest int32 is no float: what reaches 2^31 becomes it.
 static inline int32_t FlooredInt(float value) {
@@ -115,39 +229,166 @@ static inline int32_t FlooredInt(float value) {
     return value >= 2147483648.0f ? INT32_MAX : truncated;
 }
 
+static inline float LoadInt(const uint8_t* bytes) { return static_cast<float>(static_cast<int32_t>(LoadWord(bytes))); }
+
+#if VEL_VECTOR
+// Scaling by factor and offset; "To8" and "ToInt" as in the kernels' names.
+struct Scaler {
+    Floats factor, offset;
+    Scaler(float f, float o) : factor(SplatFloat(f)), offset(SplatFloat(o)) {}
+    Floats Scaled(Bytes ints) const { return Add(Multiply(FloatsOf(ints), factor), offset); }
+    // Saturates when narrowed to bytes.
+    Bytes ToNarrow(Bytes ints) const { return TruncatedBelow(Scaled(ints), 255.0f); }
+    Bytes ToInt(Bytes ints) const {
+        // NaN is the first operand, so the maximum is 0. What is too great becomes the lowest integer, and that the
+        // greatest.
+        const Bytes v = VEL_BYTES_OP(cvttps_epi32)(VEL_BYTES_OP(max_ps)(Scaled(ints), SplatFloat(0.0f)));
+        return Xor(v, VEL_BYTES_OP(srai_epi32)(v, 31));
+    }
+};
+
+// dst bytes, a vector at a time, from 4 bytes of src each: step(p) makes a vector of them from what is at p. It reads
+// no more than `slack` bytes beyond that.
+template <class Step>
+static inline void MapToBytes(uint8_t* dst, const uint8_t* src, size_t pixels, size_t pixelBytes, size_t slack,
+                              const Step& step) {
+    size_t i = 0;
+    for (; (i + kVectorBytes) * pixelBytes + slack <= pixels * pixelBytes; i += kVectorBytes) {
+        StoreBytes(dst + i, step(src + i * pixelBytes));
+    }
+    while (i < pixels) {
+        const size_t count = pixels - i < kVectorBytes ? pixels - i : kVectorBytes;
+        uint8_t part[kVectorBytes * 4 + 64] = {};
+        memcpy(part, src + i * pixelBytes, count * pixelBytes);
+        const Bytes bytes = step(part);
+        if (count < kVectorBytes) {
+            StoreFirst(dst + i, bytes, count);
+        } else {
+            StoreBytes(dst + i, bytes);
+        }
+        i += count;
+    }
+}
+
+// Four vectors of integers, `distance` bytes apart, narrowed: load(p) gives one.
+template <class Load>
+static inline Bytes ScaledFour(const Scaler& scaler, const uint8_t* p, size_t distance, const Load& load) {
+    return NarrowedInOrder(scaler.ToNarrow(load(p)), scaler.ToNarrow(load(p + distance)),
+                           scaler.ToNarrow(load(p + 2 * distance)), scaler.ToNarrow(load(p + 3 * distance)));
+}
+#endif
+
 static void WeightedRow(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t bytes, float firstFactor,
                         float secondFactor, float offset) {
+#if VEL_VECTOR
+    const Floats f1 = SplatFloat(firstFactor), f2 = SplatFloat(secondFactor), raise = SplatFloat(offset);
+    MapBytes(dst, first, second, bytes, [&](Bytes a, Bytes b) {
+        const FourFloats x = FloatsOfBytes(a), y = FloatsOfBytes(b);
+        const auto sum = [&](int k) {
+            return TruncatedBelow(Add(Add(Multiply(x.part[k], f1), Multiply(y.part[k], f2)), raise), 255.0f);
+        };
+        return Narrowed(sum(0), sum(1), sum(2), sum(3));
+    });
+#else
     for (size_t i = 0; i < bytes; ++i) {
         dst[i] = ClampedByte((first[i] * firstFactor + second[i] * secondFactor) + offset);
     }
+#endif
 }
 
 static void ScaleSumTo8(uint8_t* dst, const uint8_t* src, size_t pixels, size_t pixelBytes, float factor,
                         float offset) {
+#if VEL_AVX2
+    const Scaler scaler(factor, offset);
+    MapToBytes(dst, src, pixels, pixelBytes, pixelBytes == 3 ? kLaneSlack : 0, [&](const uint8_t* p) {
+        return pixelBytes == 3
+                   ? ScaledFour(scaler, p, 3 * kLanePixels, [](const uint8_t* q) { return ChannelSums(SpreadPixels(q)); })
+                   : ScaledFour(scaler, p, kVectorBytes, [](const uint8_t* q) { return ChannelSums(LoadBytes(q)); });
+    });
+#else
     for (size_t i = 0; i < pixels; ++i, src += pixelBytes) {
         dst[i] = ClampedByte(static_cast<float>(src[0] + src[1] + src[2]) * factor + offset);
     }
+#endif
 }
 
-static inline float LoadInt(const uint8_t* bytes) { return static_cast<float>(static_cast<int32_t>(LoadWord(bytes))); }
-
 static void ScaleIntTo8(uint8_t* dst, const uint8_t* src, size_t pixels, float factor, float offset) {
+#if VEL_VECTOR
+    const Scaler scaler(factor, offset);
+    MapToBytes(dst, src, pixels, 4, 0, [&](const uint8_t* p) {
+        return ScaledFour(scaler, p, kVectorBytes, [](const uint8_t* q) { return LoadBytes(q); });
+    });
+#else
     for (size_t i = 0; i < pixels; ++i) dst[i] = ClampedByte(LoadInt(src + 4 * i) * factor + offset);
+#endif
 }
 
 static void ScaleIntToInt(uint8_t* dst, const uint8_t* src, size_t pixels, float factor, float offset) {
+#if VEL_VECTOR
+    const Scaler scaler(factor, offset);
+    MapBytes(dst, src, pixels * 4, [&](Bytes ints) { return scaler.ToInt(ints); });
+#else
     for (size_t i = 0; i < pixels; ++i) {
         StoreWord(dst + 4 * i, static_cast<uint32_t>(FlooredInt(LoadInt(src + 4 * i) * factor + offset)));
     }
+#endif
 }
 
 static void ScaleByteToInt(uint8_t* dst, const uint8_t* src, size_t pixels, float factor, float offset) {
-    for (size_t i = 0; i < pixels; ++i) {
+    size_t i = 0;
+#if VEL_AVX2
+    const Scaler scaler(factor, offset);
+    for (; i + kLanePixels <= pixels; i += kLanePixels) {
+#if VEL_AVX512
+        const Bytes ints = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i)));
+#else
+        const Bytes ints = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + i)));
+#endif
+        StoreBytes(dst + 4 * i, scaler.ToInt(ints));
+    }
+#endif
+    for (; i < pixels; ++i) {
         StoreWord(dst + 4 * i, static_cast<uint32_t>(FlooredInt(static_cast<float>(src[i]) * factor + offset)));
     }
 }
 
+// ---------------------------------------------------------------------------------------------------------------
+// Double precision
+
+#if VEL_AVX2
+// kVectorBytes / 4 integers at p; for a finite factor. 255 and more saturate when narrowed, as does what is below 0.
+static constexpr int kTowardsZero = _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC;
+static inline Bytes OffsetInts(const uint8_t* p, double factor, double offset) {
+#if VEL_AVX512
+    const auto half = [&](const uint8_t* q) {
+        const __m512d x = _mm512_cvtepi32_pd(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(q)));
+        const __m512d whole = _mm512_roundscale_pd(_mm512_mul_pd(x, _mm512_set1_pd(factor)), kTowardsZero);
+        const __m512d sum = _mm512_add_pd(whole, _mm512_set1_pd(offset));
+        return _mm512_cvttpd_epi32(_mm512_min_pd(sum, _mm512_set1_pd(255.0)));
+    };
+    return _mm512_inserti64x4(_mm512_castsi256_si512(half(p)), half(p + 32), 1);
+#else
+    const auto half = [&](const uint8_t* q) {
+        const __m256d x = _mm256_cvtepi32_pd(_mm_loadu_si128(reinterpret_cast<const __m128i*>(q)));
+        const __m256d whole = _mm256_round_pd(_mm256_mul_pd(x, _mm256_set1_pd(factor)), kTowardsZero);
+        const __m256d sum = _mm256_add_pd(whole, _mm256_set1_pd(offset));
+        return _mm256_cvttpd_epi32(_mm256_min_pd(sum, _mm256_set1_pd(255.0)));
+    };
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(half(p)), half(p + 16), 1);
+#endif
+}
+#endif
+
 static void ScaleOffsetIntTo8(uint8_t* dst, const uint8_t* src, size_t pixels, double factor, int offset) {
+#if VEL_AVX2
+    if (factor - factor == 0) {
+        MapToBytes(dst, src, pixels, 4, 0, [&](const uint8_t* p) {
+            const auto ints = [&](size_t k) { return OffsetInts(p + k * kVectorBytes, factor, offset); };
+            return NarrowedInOrder(ints(0), ints(1), ints(2), ints(3));
+        });
+        return;
+    }
+#endif
     // Products beyond these limits end at 0 or 255 like the limits themselves.
     const double low = -1.0 - offset, high = 256.0 - offset;
     for (size_t i = 0; i < pixels; ++i) {

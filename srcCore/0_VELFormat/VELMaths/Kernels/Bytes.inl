@@ -38,12 +38,47 @@ static inline Bytes AddSaturated(Bytes a, Bytes b) { return VEL_BYTES_OP(adds_ep
 static inline Bytes SubtractSaturated(Bytes a, Bytes b) { return VEL_BYTES_OP(subs_epu8)(a, b); }
 static inline Bytes Min8(Bytes a, Bytes b) { return VEL_BYTES_OP(min_epu8)(a, b); }
 static inline Bytes Max8(Bytes a, Bytes b) { return VEL_BYTES_OP(max_epu8)(a, b); }
-#endif
 
 #if VEL_AVX512
 // Lanes of the first `count` (below 64) bytes.
 static inline __mmask64 FirstBytes(size_t count) { return ~0ull >> (64 - count) & (count ? ~0ull : 0ull); }
 
+// The first `count` (below kVectorBytes) bytes, the others 0; and only those stored.
+static inline Bytes LoadFirst(const void* p, size_t count) { return _mm512_maskz_loadu_epi8(FirstBytes(count), p); }
+static inline void StoreFirst(void* p, Bytes v, size_t count) { _mm512_mask_storeu_epi8(p, FirstBytes(count), v); }
+#else
+static inline Bytes LoadFirst(const void* p, size_t count) {
+    uint8_t part[kVectorBytes] = {};
+    memcpy(part, p, count);
+    return LoadBytes(part);
+}
+static inline void StoreFirst(void* p, Bytes v, size_t count) {
+    uint8_t part[kVectorBytes];
+    StoreBytes(part, v);
+    memcpy(p, part, count);
+}
+#endif
+
+// dst = step(src), or step(first, second), a vector of bytes at a time; dst may be a source.
+template <class Step>
+static inline void MapBytes(uint8_t* dst, const uint8_t* src, size_t bytes, const Step& step) {
+    size_t i = 0;
+    for (; i + kVectorBytes <= bytes; i += kVectorBytes) StoreBytes(dst + i, step(LoadBytes(src + i)));
+    if (i < bytes) StoreFirst(dst + i, step(LoadFirst(src + i, bytes - i)), bytes - i);
+}
+template <class Step>
+static inline void MapBytes(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t bytes, const Step& step) {
+    size_t i = 0;
+    for (; i + kVectorBytes <= bytes; i += kVectorBytes) {
+        StoreBytes(dst + i, step(LoadBytes(first + i), LoadBytes(second + i)));
+    }
+    if (i == bytes) return;
+    const size_t rest = bytes - i;
+    StoreFirst(dst + i, step(LoadFirst(first + i, rest), LoadFirst(second + i, rest)), rest);
+}
+#endif
+
+#if VEL_AVX512
 // A 256-entry byte table in four registers.
 struct ByteTable {
     __m512i part[4];
@@ -53,12 +88,11 @@ struct ByteTable {
 };
 
 // 64 look-ups at once: two two-register permutes answer for the table's halves, the index's top bit chooses.
-static inline __m512i LookUp64(__m512i index, const ByteTable& table) {
+static inline Bytes LookUp(Bytes index, const ByteTable& table) {
     const __m512i low = _mm512_permutex2var_epi8(table.part[0], index, table.part[1]);
     const __m512i high = _mm512_permutex2var_epi8(table.part[2], index, table.part[3]);
     return _mm512_mask_blend_epi8(_mm512_movepi8_mask(index), low, high);
 }
-static inline Bytes LookUp(Bytes index, const ByteTable& table) { return LookUp64(index, table); }
 #elif VEL_AVX2
 // A 256-entry byte table as sixteen of 16 bytes, each kept as its difference (exclusive or) to the one before in its half.
 struct ByteTable {
@@ -90,6 +124,18 @@ static inline Bytes LookUp(Bytes index, const ByteTable& table) {
     return result;
 }
 #endif
+
+// Every byte through a 256-entry table; dst may be src.
+static inline void LookUpBytes(uint8_t* dst, const uint8_t* src, size_t bytes, const uint8_t* table) {
+#if VEL_AVX2
+    if (bytes >= kVectorBytes) {
+        const ByteTable registers(table);
+        MapBytes(dst, src, bytes, [&](Bytes index) { return LookUp(index, registers); });
+        return;
+    }
+#endif
+    for (size_t i = 0; i < bytes; ++i) dst[i] = table[src[i]];
+}
 
 static inline uint8_t Saturate(int value) {
     return static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);

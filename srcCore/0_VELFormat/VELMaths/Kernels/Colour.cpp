@@ -3,6 +3,7 @@
 namespace vel {
 namespace {
 #include "Bytes.inl"
+#include "Pixels.inl"
 #include "Colour.inl"
 }
 VEL_KERNEL_TABLE(Colour, VEL_COLOUR_KERNELS)

@@ -16,7 +16,7 @@ struct TintTable {
     X(void, TintRow24, (uint8_t * row, size_t pixels, const TintTable* table))                                    \
     /* The same for 4-byte pixels; alpha is kept. */                                                              \
     X(void, TintRow32, (uint8_t * row, size_t pixels, const TintTable* table))                                    \
-    /* Mixed with the pixel's own channels: (old * (256 - weight) + new * weight) >> 8, weight 0 to 255. */       \
+    /* Mixed with the pixel's own channels: (old * (256 - weight) + new * weight) >> 8, weight 1 to 255. */       \
     X(void, BlendTintRow24, (uint8_t * row, size_t pixels, const TintTable* table, int weight))                   \
     X(void, BlendTintRow32, (uint8_t * row, size_t pixels, const TintTable* table, int weight))                   \
     /* The alpha of every pixel. */                                                                               \

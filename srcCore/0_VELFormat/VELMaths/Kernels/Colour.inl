@@ -32,6 +32,78 @@ static inline void BlendTint(uint8_t* row, size_t pixels, const TintTable* table
     }
 }
 
+#if VEL_AVX512
+// Lightness of 64 pixels: the rounding average is (max + min + 1) / 2.
+static inline __m512i LightnessOf(const Planes& p) {
+    return _mm512_avg_epu8(Max8(Max8(p.blue, p.green), p.red), Min8(Min8(p.blue, p.green), p.red));
+}
+
+// The tint of 64 pixels at once.
+struct PlaneTint {
+    ByteTable blue, green, red;
+    explicit PlaneTint(const TintTable& table) : blue(table.blue), green(table.green), red(table.red) {}
+    Planes operator()(const Planes& old) const {
+        const __m512i lightness = LightnessOf(old);
+        return {LookUp(lightness, blue), LookUp(lightness, green), LookUp(lightness, red)};
+    }
+};
+
+// The same mixed with the old colours. Products of an unsigned and a signed byte are summed in pairs, so bytes count
+// from -128; the sums then fit 16 signed bits, and their high bytes are the mix less 128.
+struct PlaneBlend {
+    PlaneTint tint;
+    __m512i weights;
+    PlaneBlend(const TintTable& table, int weight)
+        : tint(table), weights(_mm512_set1_epi16(static_cast<short>((256 - weight) | weight << 8))) {}
+    Planes operator()(const Planes& old) const {
+        const Planes tinted = tint(old);
+        return {Mix(old.blue, tinted.blue), Mix(old.green, tinted.green), Mix(old.red, tinted.red)};
+    }
+    __m512i Mix(__m512i old, __m512i tinted) const {
+        const __m512i middle = Splat8(-128);
+        const __m512i a = Xor(old, middle), b = Xor(tinted, middle);
+        const __m512i low = _mm512_maddubs_epi16(weights, _mm512_unpacklo_epi8(a, b));
+        const __m512i high = _mm512_maddubs_epi16(weights, _mm512_unpackhi_epi8(a, b));
+        return Xor(_mm512_packus_epi16(_mm512_srli_epi16(low, 8), _mm512_srli_epi16(high, 8)), middle);
+    }
+};
+
+template <class Change>
+static inline void ChangePlanes24(uint8_t* row, size_t pixels, const Change& change) {
+    for (; pixels >= 64; pixels -= 64, row += 192) StorePlanes24(row, change(LoadPlanes24(row)));
+    if (pixels == 0) return;
+    uint8_t part[192] = {};
+    memcpy(part, row, pixels * 3);
+    StorePlanes24(part, change(LoadPlanes24(part)));
+    memcpy(row, part, pixels * 3);
+}
+
+template <class Change>
+static inline void ChangePlanes32(uint8_t* row, size_t pixels, const Change& change) {
+    for (; pixels >= 64; pixels -= 64, row += 256) StorePlanes32(row, change(LoadPlanes32(row)));
+    if (pixels == 0) return;
+    uint8_t part[256] = {};
+    memcpy(part, row, pixels * 4);
+    StorePlanes32(part, change(LoadPlanes32(part)));
+    memcpy(row, part, pixels * 4);
+}
+
+static void TintRow24(uint8_t* row, size_t pixels, const TintTable* table) {
+    ChangePlanes24(row, pixels, PlaneTint(*table));
+}
+
+static void TintRow32(uint8_t* row, size_t pixels, const TintTable* table) {
+    ChangePlanes32(row, pixels, PlaneTint(*table));
+}
+
+static void BlendTintRow24(uint8_t* row, size_t pixels, const TintTable* table, int weight) {
+    ChangePlanes24(row, pixels, PlaneBlend(*table, weight));
+}
+
+static void BlendTintRow32(uint8_t* row, size_t pixels, const TintTable* table, int weight) {
+    ChangePlanes32(row, pixels, PlaneBlend(*table, weight));
+}
+#else
 static void TintRow24(uint8_t* row, size_t pixels, const TintTable* table) { Tint(row, pixels, table, 3); }
 
 static void TintRow32(uint8_t* row, size_t pixels, const TintTable* table) { Tint(row, pixels, table, 4); }
@@ -43,6 +115,7 @@ static void BlendTintRow24(uint8_t* row, size_t pixels, const TintTable* table, 
 static void BlendTintRow32(uint8_t* row, size_t pixels, const TintTable* table, int weight) {
     BlendTint(row, pixels, table, weight, 4);
 }
+#endif
 
 static void AlphaRow(uint8_t* row, size_t pixels, uint8_t alpha) {
     const uint32_t top = static_cast<uint32_t>(alpha) << 24;

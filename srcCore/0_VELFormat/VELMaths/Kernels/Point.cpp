@@ -3,6 +3,7 @@
 namespace vel {
 namespace {
 #include "Bytes.inl"
+#include "Pixels.inl"
 #include "Point.inl"
 }
 VEL_KERNEL_TABLE(Point, VEL_POINT_KERNELS)

@@ -16,34 +16,21 @@ static void ComplementRow(uint8_t* row, size_t bytes, uint32_t mask) {
     for (; i < bytes; ++i) row[i] ^= static_cast<uint8_t>(mask >> (8 * (i & 3)));
 }
 
-#if VEL_AVX2
-// `keep`: 0xFF in the bytes of a vector that stay as they are. Returns how many bytes are done.
-static size_t LookUpVectors(uint8_t* row, size_t bytes, const uint8_t* entries, Bytes keep) {
-    if (bytes < kVectorBytes) return 0;
-    const ByteTable table(entries);
-    size_t i = 0;
-    for (; i + kVectorBytes <= bytes; i += kVectorBytes) {
-        const Bytes old = LoadBytes(row + i), found = LookUp(old, table);
-        StoreBytes(row + i, Xor(found, And(Xor(found, old), keep)));
-    }
-    return i;
-}
-#endif
-
-static void LookUpRow(uint8_t* row, size_t bytes, const uint8_t* table) {
-    size_t i = 0;
-#if VEL_AVX2
-    i = LookUpVectors(row, bytes, table, Splat8(0));
-#endif
-    for (; i < bytes; ++i) row[i] = table[row[i]];
-}
+static void LookUpRow(uint8_t* row, size_t bytes, const uint8_t* table) { LookUpBytes(row, row, bytes, table); }
 
 static void LookUpRow32(uint8_t* row, size_t pixels, const uint8_t* table) {
-    size_t i = 0;
 #if VEL_AVX2
-    i = LookUpVectors(row, 4 * pixels, table, Splat32(static_cast<int>(0xFF000000u))) / 4;
+    if (4 * pixels >= kVectorBytes) {
+        const ByteTable registers(table);
+        const Bytes alpha = Splat32(static_cast<int>(0xFF000000u));
+        MapBytes(row, row, 4 * pixels, [&](Bytes old) {
+            const Bytes found = LookUp(old, registers);
+            return Xor(found, And(Xor(found, old), alpha));
+        });
+        return;
+    }
 #endif
-    for (row += 4 * i; i < pixels; ++i, row += 4) {
+    for (size_t i = 0; i < pixels; ++i, row += 4) {
         row[0] = table[row[0]];
         row[1] = table[row[1]];
         row[2] = table[row[2]];
@@ -51,57 +38,6 @@ static void LookUpRow32(uint8_t* row, size_t pixels, const uint8_t* table) {
 }
 
 #if VEL_AVX2
-// Pixels of 3 bytes spread to 4-byte lanes whose fourth byte is 0, and a byte of each lane repeated three times back.
-// A step is 12 bytes a 128-bit lane; loading and storing touch `kSpreadSlack` bytes beyond the pixels at most.
-#if VEL_AVX512
-static constexpr size_t kSpreadPixels = 16, kSpreadSlack = 16;
-static inline Bytes SpreadPixels(const uint8_t* p) {
-    const __m512i places = _mm512_set_epi32(0x40'2F2E2D, 0x40'2C2B2A, 0x40'292827, 0x40'262524, 0x40'232221, 0x40'201F1E,
-                                            0x40'1D1C1B, 0x40'1A1918, 0x40'171615, 0x40'141312, 0x40'11100F, 0x40'0E0D0C,
-                                            0x40'0B0A09, 0x40'080706, 0x40'050403, 0x40'020100);
-    const __m512i spread = _mm512_permutexvar_epi8(places, _mm512_loadu_si512(p));
-    return _mm512_and_si512(spread, _mm512_set1_epi32(0x00FFFFFF));
-}
-static inline void StoreRepeated(uint8_t* p, Bytes lanes) {
-    const __m512i places = _mm512_set_epi8(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,  //
-                                           60, 60, 60, 56, 56, 56, 52, 52, 52, 48, 48, 48, 44, 44, 44, 40,  //
-                                           40, 40, 36, 36, 36, 32, 32, 32, 28, 28, 28, 24, 24, 24, 20, 20,  //
-                                           20, 16, 16, 16, 12, 12, 12, 8, 8, 8, 4, 4, 4, 0, 0, 0);
-    // Not one masked store: in place, the next load would overlap its masked-out bytes and wait for it.
-    const __m512i bytes = _mm512_permutexvar_epi8(places, lanes);
-    _mm256_storeu_si256(reinterpret_cast<__m256i*>(p), _mm512_castsi512_si256(bytes));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(p + 32), _mm512_extracti32x4_epi32(bytes, 2));
-}
-#else
-static constexpr size_t kSpreadPixels = 8, kSpreadSlack = 4;
-static inline Bytes SpreadPixels(const uint8_t* p) {
-    const __m128i first = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    const __m128i second = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 12));
-    const __m256i places = _mm256_broadcastsi128_si256(
-        _mm_set_epi8(-1, 11, 10, 9, -1, 8, 7, 6, -1, 5, 4, 3, -1, 2, 1, 0));
-    return _mm256_shuffle_epi8(_mm256_inserti128_si256(_mm256_castsi128_si256(first), second, 1), places);
-}
-static inline void StoreRepeated(uint8_t* p, Bytes lanes) {
-    const __m256i places = _mm256_broadcastsi128_si256(
-        _mm_set_epi8(-1, -1, -1, -1, 12, 12, 12, 8, 8, 8, 4, 4, 4, 0, 0, 0));
-    const __m256i bytes = _mm256_shuffle_epi8(lanes, places);
-    const __m128i second = _mm256_extracti128_si256(bytes, 1);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), _mm256_castsi256_si128(bytes));
-    _mm_storel_epi64(reinterpret_cast<__m128i*>(p + 12), second);
-    const int last = _mm_extract_epi32(second, 2);
-    memcpy(p + 20, &last, 4);
-}
-#endif
-
-// blue + green + red of each 4-byte lane.
-static inline Bytes ChannelSums(Bytes pixels) {
-    const Bytes weights = Splat32(0x00010101);
-#if VEL_AVX512
-    return _mm512_dpbusd_epi32(_mm512_setzero_si512(), pixels, weights);
-#else
-    return VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(maddubs_epi16)(pixels, weights), Splat16(1));
-#endif
-}
 static inline Bytes ThirdOfLanes(Bytes sums) { return VEL_BYTES_OP(mulhi_epu16)(sums, Splat16(21846)); }
 
 // 0xFFFFFFFF in the lanes whose sum is above the limit.
@@ -131,7 +67,7 @@ static inline Bytes WithAlphaOf(Bytes colours, Bytes pixels) {
 static void GreyRow24(uint8_t* dst, const uint8_t* src, size_t pixels) {
     size_t i = 0;
 #if VEL_AVX2
-    for (; 3 * (i + kSpreadPixels) + kSpreadSlack <= 3 * pixels; i += kSpreadPixels) {
+    for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
         StoreRepeated(dst + 3 * i, ThirdOfLanes(ChannelSums(SpreadPixels(src + 3 * i))));
     }
 #endif
@@ -218,7 +154,7 @@ static void ThresholdRow(uint8_t* row, size_t pixels, int pixelBytes, int limit)
     size_t i = 0;
 #if VEL_AVX2
     if (pixelBytes == 3) {
-        for (; 3 * (i + kSpreadPixels) + kSpreadSlack <= 3 * pixels; i += kSpreadPixels) {
+        for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
             StoreRepeated(row + 3 * i, LanesAbove(ChannelSums(SpreadPixels(row + 3 * i)), limit));
         }
     } else {

@@ -1,0 +1,50 @@
+// Single-precision lanes for the levels that have byte vectors (VEL_VECTOR). Included after Bytes.inl. Products and sums
+// are never fused: each is rounded.
+
+#if VEL_VECTOR
+#if VEL_AVX512
+typedef __m512 Floats;
+#elif VEL_AVX2
+typedef __m256 Floats;
+#else
+typedef __m128 Floats;
+#endif
+static inline Floats SplatFloat(float v) { return VEL_BYTES_OP(set1_ps)(v); }
+static inline Floats Multiply(Floats a, Floats b) { return VEL_BYTES_OP(mul_ps)(a, b); }
+static inline Floats Add(Floats a, Floats b) { return VEL_BYTES_OP(add_ps)(a, b); }
+static inline Floats FloatsOf(Bytes ints) { return VEL_BYTES_OP(cvtepi32_ps)(ints); }
+
+// Truncated, for values whose range below 0 and above `high` does not matter but for being there. A minimum answers with
+// its second operand where one is NaN, and NaN and what is too low to be an integer become the lowest integer.
+static inline Bytes TruncatedBelow(Floats v, float high) {
+    return VEL_BYTES_OP(cvttps_epi32)(VEL_BYTES_OP(min_ps)(SplatFloat(high), v));
+}
+
+// A vector of bytes as four of floats, and four of integers as bytes, saturated. Both keep to the halves or quarters of a
+// register, and together they keep the order.
+struct FourFloats {
+    Floats part[4];
+};
+static inline FourFloats FloatsOfBytes(Bytes bytes) {
+    const Bytes zero = Splat8(0);
+    const Bytes low = VEL_BYTES_OP(unpacklo_epi8)(bytes, zero), high = VEL_BYTES_OP(unpackhi_epi8)(bytes, zero);
+    return {{FloatsOf(VEL_BYTES_OP(unpacklo_epi16)(low, zero)), FloatsOf(VEL_BYTES_OP(unpackhi_epi16)(low, zero)),
+             FloatsOf(VEL_BYTES_OP(unpacklo_epi16)(high, zero)), FloatsOf(VEL_BYTES_OP(unpackhi_epi16)(high, zero))}};
+}
+static inline Bytes Narrowed(Bytes a, Bytes b, Bytes c, Bytes d) {
+    return VEL_BYTES_OP(packus_epi16)(VEL_BYTES_OP(packs_epi32)(a, b), VEL_BYTES_OP(packs_epi32)(c, d));
+}
+
+// Four vectors of integers that follow each other in memory as bytes, saturated, in memory order.
+static inline Bytes NarrowedInOrder(Bytes a, Bytes b, Bytes c, Bytes d) {
+    const Bytes bytes = Narrowed(a, b, c, d);
+#if VEL_AVX512
+    const __m512i places = _mm512_set_epi32(15, 11, 7, 3, 14, 10, 6, 2, 13, 9, 5, 1, 12, 8, 4, 0);
+    return _mm512_permutexvar_epi32(places, bytes);
+#elif VEL_AVX2
+    return _mm256_permutevar8x32_epi32(bytes, _mm256_set_epi32(7, 3, 6, 2, 5, 1, 4, 0));
+#else
+    return bytes;
+#endif
+}
+#endif
