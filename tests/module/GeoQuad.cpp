@@ -105,6 +105,21 @@ TEST_F(GeoQuad, MatchesTheReference) {
     });
 }
 
+TEST_F(GeoQuad, LargeImages) {
+    test::Random random(4);
+    const double corners[8] = {12.3, 7.7, 1180.9, 3.2, 30.1, 80.5, 1190.6, 95.4};
+    for (const uint32_t depth : {8u, 24u, 32u}) {
+        const ref::Image image = test::RandomImage(random, 1200, 100, 1, depth, ref::kBgr);
+        const auto source = TestImage::New(image);
+        for (const int16_t flag : {int16_t{0}, int16_t{1}}) {
+            EXPECT_TRUE(test::SameBytes(ref::QuadRegion(image, corners, 0, 0, flag, host),
+                                        Cut(source, corners, 0, 0, flag)));
+            EXPECT_TRUE(test::SameBytes(ref::QuadRegion(image, corners, 3001, 40, flag, host),
+                                        Cut(source, corners, 3001, 40, flag)));
+        }
+    }
+}
+
 TEST_F(GeoQuad, DegenerateRegionsStandStill) {
     const auto source = TestImage::New(test::GreyImage({{1, 2, 3, 4}, {5, 6, 7, 8}, {9, 10, 11, 12}}));
     // One point: nothing without a size, that pixel over and over with one.

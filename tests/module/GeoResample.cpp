@@ -236,6 +236,26 @@ TEST_F(GeoResample, MatchesTheReference) {
     });
 }
 
+TEST_F(GeoResample, LargeImages) {
+    test::Random random(5);
+    for (const uint32_t depth : {1u, 8u, 16u, 24u, 32u}) {
+        const ref::Image image = test::RandomImage(random, 1203, 21, 1, depth, ref::kBgr);
+        SCOPED_TRACE(test::Describe(image));
+        const auto source = TestImage::New(image, 1);
+        for (const auto& [width, height, mode] :
+             {std::tuple{701, 13, 0}, std::tuple{1300, 19, 0}, std::tuple{2999, 23, 0}, std::tuple{333, 13, 1}}) {
+            for (const int method : {0, 4}) {
+                ASSERT_TRUE(test::SameBytes(*ref::Resample(image, width, height, method, mode, host),
+                                            Resampled(source, width, height, method, mode)))
+                    << width << " x " << height << ", method " << method << ", mode " << mode;
+            }
+        }
+        EXPECT_TRUE(test::SameBytes(*ref::Resample(image, 701, 6, 5, 0, host), Resampled(source, 701, 6, 5, 0)));
+        EXPECT_TRUE(test::SameBytes(ref::Skew(image, 0.37f, -0.01f, 0, 0, true, host),
+                                    Skewed(source, 0.37f, -0.01f, 0, 0, 1)));
+    }
+}
+
 TEST_F(GeoResample, LargeReductionsAndEnlargements) {
     test::Random random(6);
     for (const uint32_t depth : {1u, 8u, 24u, 32u}) {

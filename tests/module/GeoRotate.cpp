@@ -164,6 +164,20 @@ TEST_F(GeoRotate, MatchesTheReference) {
     });
 }
 
+// Long rows: positions add up one by one, and their rounding with them.
+TEST_F(GeoRotate, LargeImages) {
+    for (const uint32_t depth : {8u, 24u, 32u}) {
+        const ref::Image image = Picture(1100, 30, depth);
+        for (const int degrees : {1, 7, 89, 174, 181}) {
+            for (const int method : {0, 4}) {
+                ASSERT_TRUE(RotatesLikeTheReference(image, degrees, method, false, degrees == 7 || degrees == 174))
+                    << degrees << ", " << method;
+            }
+        }
+        ASSERT_TRUE(RotatesLikeTheReference(image, 1, 5, false, true));
+    }
+}
+
 TEST_F(GeoRotate, ExtremeAnglesAreDefined) {
     const ref::Image image = Picture(20, 17, 32);
     for (const int degrees : {INT32_MIN, INT32_MAX, 1000000007}) {
@@ -275,6 +289,21 @@ TEST_F(GeoRotate, PasteOfAnImageIntoItselfStaysInsideIt) {
     EXPECT_EQ(transform->RotatePaste(image.Get(), image.Get(), 0.7, 4, 0), S_OK);
     EXPECT_TRUE(image->GuardsIntact());
     EXPECT_EQ(image->Count(), 1u);
+}
+
+TEST_F(GeoRotate, PasteOfLargeImages) {
+    for (const uint32_t depth : {8u, 24u, 32u}) {
+        const ref::Image image = Picture(900, 40, depth);
+        for (const uint32_t canvasDepth : {24u, 32u}) {
+            for (const double radians : {0.0, 0.02, -1.5}) {
+                ref::Image canvas = Picture(700, 400, canvasDepth);
+                const auto source = TestImage::New(image), destination = TestImage::New(canvas);
+                EXPECT_EQ(transform->RotatePaste(source.Get(), destination.Get(), radians, 4, 5), S_OK);
+                ref::RotatePaste(image, canvas, radians, 4, 5);
+                ASSERT_TRUE(test::SameBytes(canvas, destination)) << depth << " " << canvasDepth << " " << radians;
+            }
+        }
+    }
 }
 
 TEST_F(GeoRotate, PasteMatchesTheReference) {

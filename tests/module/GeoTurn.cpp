@@ -32,19 +32,16 @@ protected:
     }
 };
 
-// A second, independent picture of the turns: rows of pixels, reversed and transposed whole.
-using Pixel = std::vector<uint8_t>;
-using Pixels = std::vector<std::vector<Pixel>>;
+// A second, independent picture of the turns: rows of pixels, reversed and transposed whole. A pixel is its bytes.
+using Pixels = std::vector<std::vector<uint32_t>>;
 
 Pixels PixelsOf(const ref::Image& image, uint32_t plane = 0) {
     const int64_t size = image.bitsPerPixel / 8;
-    Pixels rows(image.height, std::vector<Pixel>(image.width, Pixel(static_cast<size_t>(size))));
+    Pixels rows(image.height, std::vector<uint32_t>(image.width));
     for (int64_t y = 0; y < image.height; ++y) {
         for (int64_t x = 0; x < image.width; ++x) {
-            for (int64_t b = 0; b < size; ++b) {
-                rows[static_cast<size_t>(y)][static_cast<size_t>(x)][static_cast<size_t>(b)] =
-                    image.Get(y, x * size + b, plane);
-            }
+            uint32_t& pixel = rows[static_cast<size_t>(y)][static_cast<size_t>(x)];
+            for (int64_t b = 0; b < size; ++b) pixel = pixel << 8 | image.Get(y, x * size + b, plane);
         }
     }
     return rows;
@@ -56,13 +53,13 @@ Pixels UpsideDown(Pixels rows) {
 }
 
 Pixels LeftToRight(Pixels rows) {
-    for (std::vector<Pixel>& row : rows) std::reverse(row.begin(), row.end());
+    for (std::vector<uint32_t>& row : rows) std::reverse(row.begin(), row.end());
     return rows;
 }
 
 Pixels Transposed(const Pixels& rows) {
     Pixels columns(rows.empty() ? 0 : rows[0].size());
-    for (const std::vector<Pixel>& row : rows) {
+    for (const std::vector<uint32_t>& row : rows) {
         for (size_t i = 0; i < row.size(); ++i) columns[i].push_back(row[i]);
     }
     return columns;
@@ -193,6 +190,22 @@ TEST_F(GeoTurn, MatchesTheReference) {
         EXPECT_EQ(transform->FlipBits(source.Get()), S_OK);
         EXPECT_TRUE(test::SameBytes(exchanged, source));
     });
+}
+
+TEST_F(GeoTurn, LargeImages) {
+    test::Random random(7);
+    for (const uint32_t depth : {8u, 16u, 24u, 32u}) {
+        for (const auto& [width, height] : {std::pair{517u, 300u}, std::pair{1u, 2001u}, std::pair{2001u, 3u}}) {
+            const ref::Image image = test::RandomImage(random, width, height, 1, depth, ref::kBgr);
+            SCOPED_TRACE(test::Describe(image));
+            const auto source = TestImage::New(image, 1);
+            EXPECT_TRUE(test::SamePixels(ref::Flip(image, host), Flipped(source)));
+            EXPECT_TRUE(test::SameBytes(ref::Mirror(image, host), Mirrored(source)));
+            for (const int angle : {90, 180, 270}) {
+                EXPECT_TRUE(test::SameBytes(*ref::Rotate4(image, angle, host), Turned(source, angle))) << angle;
+            }
+        }
+    }
 }
 
 TEST_F(GeoTurn, OddDepths) {

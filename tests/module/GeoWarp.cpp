@@ -187,6 +187,30 @@ TEST_F(GeoWarp, TransformMatchesTheReference) {
     });
 }
 
+TEST_F(GeoWarp, LargeImages) {
+    test::Random random(6);
+    const ref::Mapping turn = [](double& x, double& y, double&) {
+        const double u = 0.98 * x - 0.199 * y + 9.7;
+        y = 0.199 * x + 0.98 * y - 30.2;
+        x = u;
+    };
+    const auto mapping = TestMapping::New(turn);
+    for (const uint32_t depth : {8u, 24u, 32u}) {
+        ref::Image image(700, 90, 1, depth, ref::kArgb), canvas(710, 120, 1, depth, ref::kArgb);
+        for (uint8_t& byte : image.store[0]) byte = random.Byte();
+        const auto source = TestImage::New(image, 1);
+        EXPECT_TRUE(test::SameBytes(*ref::Transform(turn, image, -3, 4, 900, 100, host).image,
+                                    Warped(mapping.Get(), source, -3, 4, 900, 100)));
+        for (const short marks : {0, 1}) {
+            const auto destination = TestImage::New(canvas);
+            ref::Image expected = canvas;
+            ref::TransformPaste(turn, image, expected, 5, -6, marks);
+            Paste(mapping.Get(), source, destination, 5, -6, marks);
+            EXPECT_TRUE(test::SameBytes(expected, destination));
+        }
+    }
+}
+
 TEST_F(GeoWarp, EmptySourcesFailBeforeAnythingIsMade) {
     IVEL* out = nullptr;
     for (const auto& [width, height] : {std::pair{0u, 5u}, std::pair{5u, 0u}, std::pair{0u, 0u}}) {

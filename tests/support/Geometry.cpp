@@ -78,16 +78,12 @@ HRESULT GeometryTest::FillVoids(IVEL* image) const {
     return CallSlot<HRESULT>(object.Get(), kFillVoidsSlot, image);
 }
 
-TestImage* GeometryTest::AsTestImage(IVEL* image) {
-    return static_cast<TestImage*>(static_cast<IVELImageDIB*>(image));
-}
-
 SmartPtr<TestImage> GeometryTest::Handed(IVEL* image) {
     if (!image) {
         ADD_FAILURE() << "No image was handed out.";
         return TestImage::New();
     }
-    SmartPtr<TestImage> handed = SmartPtr<TestImage>::Adopt(AsTestImage(image));
+    SmartPtr<TestImage> handed = SmartPtr<TestImage>::Adopt(Behind(image));
     EXPECT_EQ(handed->Count(), 1u) << "The caller's reference is to be the only one.";
     return handed;
 }

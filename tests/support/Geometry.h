@@ -7,6 +7,7 @@
 #include "reference/Geometry.h"
 #include "support/Images.h"
 #include "support/Module.h"
+#include "support/NewImages.h"
 
 namespace test {
 
@@ -47,7 +48,6 @@ protected:
 
     // Takes over an image that an operation handed out: the one reference to it.
     static SmartPtr<TestImage> Handed(IVEL* image);
-    static TestImage* AsTestImage(IVEL* image);
 
     // An operation on one image, with its other arguments filled in, that hands out a new one.
     struct Maker {
