@@ -1,0 +1,28 @@
+// The tool's commands besides `run`; each takes the words after its name and returns the exit code.
+#pragma once
+
+#include <string>
+#include <vector>
+
+namespace veltool {
+
+using Words = std::vector<std::string>;
+
+int RunCommand(const Words& words);
+int OpsCommand(const Words& words);
+int InfoCommand(const Words& words);
+int HelpCommand(const Words& words);
+int VersionCommand(const Words& words);
+
+struct Command {
+    const char* name;
+    const char* synopsis;  // what follows the name
+    const char* summary;
+    int (*run)(const Words& words);
+};
+
+// All commands, in the order of the help.
+const std::vector<Command>& Commands();
+const Command* FindCommand(const std::string& name);
+
+}  // namespace veltool
