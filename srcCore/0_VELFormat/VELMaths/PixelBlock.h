@@ -31,6 +31,10 @@ public:
         const int64_t last = std::clamp(m_end - at, first, bytes);
         if (last > first) std::memcpy(m_bits + at + first, from + first, static_cast<size_t>(last - first));
     }
+    // `bytes` bytes in one piece, or null when they are not all inside.
+    uint8_t* Inside(int64_t at, int64_t bytes) const {
+        return at >= m_begin && at + bytes <= m_end ? m_bits + at : nullptr;
+    }
     uint8_t Get(int64_t at) const { return at >= m_begin && at < m_end ? m_bits[at] : 0; }
     void Put(int64_t at, uint8_t value) const {
         if (at >= m_begin && at < m_end) m_bits[at] = value;

@@ -93,15 +93,3 @@ uint32_t GetPixelColorInterpolated(unsigned char* bits, float x, float y, int wi
     }
     return sums.Colour();
 }
-
-namespace vel {
-
-void Sampler::Sample(const float* x, const float* y, uint32_t* colours, size_t count) const {
-    for (size_t k = 0; k < count; ++k) {
-        colours[k] = GetPixelColorInterpolated(m_source.bits, x[k], y[k], static_cast<int>(m_source.width),
-                                               static_cast<int>(m_source.height), m_source.stride, m_method,
-                                               static_cast<int>(m_source.bitsPerPixel));
-    }
-}
-
-}  // namespace vel

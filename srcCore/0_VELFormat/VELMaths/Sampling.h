@@ -13,20 +13,3 @@ uint32_t GetPixelColorInterpolated(unsigned char* bits, float x, float y, int wi
 // A bilinear blender whose coordinates are integral: inside the image it returns that pixel, with alpha 255 where a
 // right and a lower neighbour exist and the depth is 24 or more.
 uint32_t GetBilinearColor(unsigned char* bits, int x, int y, int width, int height, int stride, int bitsPerPixel);
-
-namespace vel {
-
-// Samples rows of positions in one source image.
-class Sampler {
-public:
-    Sampler(const ImageView& source, int method) : m_source(source), m_method(method) {}
-
-    // colours[k] = the colour at (x[k], y[k]).
-    void Sample(const float* x, const float* y, uint32_t* colours, size_t count) const;
-
-private:
-    ImageView m_source;
-    int m_method;
-};
-
-}  // namespace vel

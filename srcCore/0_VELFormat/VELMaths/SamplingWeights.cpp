@@ -4,9 +4,11 @@
 
 #include "UTILMath.h"
 
-// All arithmetic is single precision with powers formed first, unless a function says otherwise.
+// All arithmetic is single precision, unless a function says otherwise.
 
 namespace {
+
+#include "Kernels/TapCurves.inl"
 
 // coefficients[0] is the constant term.
 template <int kCount>
@@ -46,35 +48,6 @@ double KernelBessel_Q1(double z) {
 
 constexpr float kPiSingle = 3.1415927f;
 
-float Cube(float u) { return u * u * u; }
-float CubeAbove0(float u) { return u > 0 ? Cube(u) : 0.0f; }
-
-float BSpline(float t) {
-    if (t > 2) return 0;
-    return (CubeAbove0(t + 2) - 4 * CubeAbove0(t + 1) + 6 * CubeAbove0(t) - 4 * CubeAbove0(t - 1)) * 0.16666667f;
-}
-
-float BicubicSharp(float t) {
-    const float a = std::fabs(t), squared = a * a, cubed = Cube(a);
-    if (a < 1) return cubed - 2 * squared + 1;
-    if (a < 2) return -cubed + 5 * squared - 8 * a + 4;
-    return 0;
-}
-
-float CatmullRom(float t) {
-    const float a = std::fabs(t), squared = a * a, cubed = Cube(a);
-    if (a < 1) return 1.5f * cubed - 2.5f * squared + 1;
-    if (a < 2) return -0.5f * cubed + 2.5f * squared - 4 * a + 2;
-    return 0;
-}
-
-float Box(float t) { return t >= -0.5f && t < 0.5f ? 1.0f : 0.0f; }
-
-float Hermite(float t, float scale) {
-    if (!(t >= -1 && t < 1)) return 0;
-    return scale * (2 * std::fabs(t) - 3) * (t * t) + 1;
-}
-
 float Sinc(float t) {
     if (t == 0) return 1;
     return static_cast<float>(UTILMath::Sin(t * UTILMath::kPi)) / (t * kPiSingle);
@@ -92,31 +65,6 @@ float Bessel(float t) {
 }
 
 float Gaussian(float t) { return UTILMath::Exp(-2 * (t * t)) * 0.797884583f; }
-
-float Quadratic(float t) {
-    if (t < -1.5f) return 0;
-    if (t < -0.5f) return 0.5f * ((t + 1.5f) * (t + 1.5f));
-    if (t < 0.5f) return 0.75f - t * t;
-    if (t < 1.5f) return 0.5f * ((t - 1.5f) * (t - 1.5f));
-    return 0;
-}
-
-float Mitchell(float t) {
-    const float a = std::fabs(t), squared = a * a, cubed = Cube(a);
-    if (a < 1) return 1.1666666f * cubed - 2 * squared + 0.8888889f;
-    if (a < 2) return -0.38888887f * cubed + 2 * squared - 3.3333333f * a + 1.7777778f;
-    return 0;
-}
-
-float CatmullRomHalf(float t) {
-    const float squared = t * t, cubed = Cube(t);
-    if (t < -2) return 0;
-    if (t < -1) return 0.5f * (cubed + 5 * squared + 8 * t + 4);
-    if (t < 0) return 0.5f * (-3 * cubed - 5 * squared + 2);
-    if (t < 1) return 0.5f * (3 * cubed - 5 * squared + 2);
-    if (t < 2) return 0.5f * (-cubed + 5 * squared - 8 * t + 4);
-    return 0;
-}
 
 float Lanczos6(float t) {
     if (std::fabs(t) > 6) return 0;
@@ -146,20 +94,20 @@ namespace vel {
 
 float TapWeight(Interpolation method, float t) {
     switch (method) {
-        case Interpolation::BSpline: return BSpline(t);
-        case Interpolation::BicubicSharp: return BicubicSharp(t);
-        case Interpolation::CatmullRom: return CatmullRom(t);
+        case Interpolation::BSpline: return BSplineCurve(t);
+        case Interpolation::BicubicSharp: return BicubicSharpCurve(t);
+        case Interpolation::CatmullRom: return CatmullRomCurve(t);
         case Interpolation::Lanczos6: return Lanczos6(t);
-        case Interpolation::Box: return Box(t);
-        case Interpolation::Hermite: return Hermite(t, 1.0f);
-        case Interpolation::HermiteScaled: return Hermite(t, 0.92f);
+        case Interpolation::Box: return BoxCurve(t);
+        case Interpolation::Hermite: return HermiteCurve(t);
+        case Interpolation::HermiteScaled: return HermiteScaledCurve(t);
         case Interpolation::Sinc: return Sinc(t);
         case Interpolation::BlackmanWindow: return BlackmanWindow(t);
         case Interpolation::Bessel: return Bessel(t);
         case Interpolation::Gaussian: return Gaussian(t);
-        case Interpolation::Quadratic: return Quadratic(t);
-        case Interpolation::Mitchell: return Mitchell(t);
-        case Interpolation::CatmullRomHalf: return CatmullRomHalf(t);
+        case Interpolation::Quadratic: return QuadraticCurve(t);
+        case Interpolation::Mitchell: return MitchellCurve(t);
+        case Interpolation::CatmullRomHalf: return CatmullRomHalfCurve(t);
         default: return 0;
     }
 }

@@ -1,6 +1,6 @@
 // Shear and change of size.
 #include "PixelBlock.h"
-#include "Sampling.h"
+#include "SamplingRows.h"
 #include "Truncate.h"
 #include "VELImageTransform.h"
 
@@ -8,16 +8,29 @@ using namespace vel;
 
 namespace {
 
-void StorePixel(const ImageView& to, int x, int y, uint32_t colour) {
-    SetPixelColor(to.bits, x, y, static_cast<int>(to.width), static_cast<int>(to.height), to.stride, QuadOf(colour),
-                  static_cast<int>(to.bitsPerPixel));
+constexpr size_t kRun = Sampler::kRun;
+
+// Writes a run of colours into one row, at any depth that holds colours or greys.
+void StoreRun(const ImageView& to, int64_t y, size_t x, const uint32_t* colours, size_t count) {
+    const SamplingKernels& kernels = Kernels().Sampling();
+    switch (to.bitsPerPixel) {
+        case 32: std::memcpy(to.Row(y) + 4 * x, colours, 4 * count); break;
+        case 24: kernels.StoreRow24(to.Row(y) + 3 * x, colours, count); break;
+        case 8: kernels.StoreRow8(to.Row(y) + x, colours, count); break;
+        default:
+            for (size_t k = 0; k < count; ++k) {
+                SetPixelColor(to.bits, static_cast<int>(x + k), static_cast<int>(y), static_cast<int>(to.width),
+                              static_cast<int>(to.height), to.stride, QuadOf(colours[k]),
+                              static_cast<int>(to.bitsPerPixel));
+            }
+    }
 }
 
 // Signed distance of a row or column from the pivot.
 float FromPivot(int64_t index, int64_t pivot) { return static_cast<float>(index - pivot); }
 
 // Source position of destination pixel `index` with the centres aligned.
-float Centred(int32_t index, float scale) { return (static_cast<float>(index) + 0.5f) * scale - 0.5f; }
+float Centred(uint32_t index, float scale) { return (static_cast<float>(index) + 0.5f) * scale - 0.5f; }
 
 // At 24 and 32 bits the sampled column snaps to a multiple of the pixel's bytes.
 float SnappedColumn(float column, uint32_t bitsPerPixel) {
@@ -26,34 +39,72 @@ float SnappedColumn(float column, uint32_t bitsPerPixel) {
     return column;
 }
 
-void SampleInto(const ImageView& from, const ImageView& to, int32_t width, int32_t height, float xScale, float yScale,
-                int method, bool snapped) {
-    const Sampler sampler(from, method);
-    for (int32_t j = 0; j < height; ++j) {
+// False when there was no memory.
+bool SampleInto(const ImageView& from, const ImageView& to, float xScale, float yScale, int method, bool snapped) {
+    const ScratchBuffer memory(uint64_t{to.width} * sizeof(float));
+    const auto columns = memory.As<float>();
+    if (!columns) return false;
+    for (uint32_t i = 0; i < to.width; ++i) {
+        const float column = Centred(i, xScale);
+        columns[i] = snapped ? SnappedColumn(column, from.bitsPerPixel) : column;
+    }
+    const GridSampler sampler(from, method, columns, to.width);
+    if (!sampler.Ready()) return false;
+    uint32_t colours[kRun];
+    for (uint32_t j = 0; j < to.height; ++j) {
         const float y = Centred(j, yScale);
-        for (int32_t i = 0; i < width; ++i) {
-            const float column = Centred(i, xScale);
-            const float x = snapped ? SnappedColumn(column, from.bitsPerPixel) : column;
-            uint32_t colour;
-            sampler.Sample(&x, &y, &colour, 1);
-            StorePixel(to, i, j, colour);
+        for (size_t i = 0; i < to.width; i += kRun) {
+            const size_t count = std::min(kRun, to.width - i);
+            sampler.Sample(y, i, colours, count);
+            StoreRun(to, j, i, colours, count);
         }
     }
+    return true;
 }
 
 // Copies whole pixels. Rounding of the scales can lead one past the last row or column.
-void Replicate(const ImageView& from, const ImageView& to, int32_t width, int32_t height, float xScale,
-               float yScale) {
+void Replicate(const ImageView& from, const ImageView& to, float xScale, float yScale) {
     const PixelBlock block(from);
     const int64_t pixelBytes = from.PixelBytes();
-    for (int32_t j = 0; j < height; ++j) {
+    for (uint32_t j = 0; j < to.height; ++j) {
         const int64_t row = block.Row(TruncateToInt(std::floor(static_cast<float>(j) * yScale)));
         uint8_t* out = to.Row(j);
-        for (int32_t i = 0; i < width; ++i, out += pixelBytes) {
+        for (uint32_t i = 0; i < to.width; ++i, out += pixelBytes) {
             const int64_t column = TruncateToInt(std::floor(static_cast<float>(i) * xScale));
             block.Read(row + column * pixelBytes, out, pixelBytes);
         }
     }
+}
+
+// Takes the source pixel at (i + dx, (i - pivot) * yFactor + j), both truncated. False when there was no memory.
+bool SkewInto(const ImageView& from, const ImageView& to, float xFactor, float yFactor, int64_t pivotX,
+              int64_t pivotY, bool opaque) {
+    const SamplingKernels& kernels = Kernels().Sampling();
+    const ScratchBuffer memory(uint64_t{to.width} * 2 * sizeof(float));
+    const auto columns = memory.As<float>();
+    if (!columns) return false;
+    float* rises = columns + to.width;
+    for (uint32_t i = 0; i < to.width; ++i) {
+        columns[i] = static_cast<float>(i);
+        rises[i] = FromPivot(i, pivotX) * yFactor;
+    }
+    const Sampler sampler = Sampler::Truncating(from);
+    // Positions along a row are monotone unless a factor makes them no numbers.
+    const size_t run = std::isfinite(xFactor) && std::isfinite(yFactor) ? kRun : 1;
+    float x[kRun], y[kRun];
+    uint32_t colours[kRun];
+    for (uint32_t j = 0; j < to.height; ++j) {
+        const float dx = FromPivot(j, pivotY) * xFactor;
+        for (size_t i = 0; i < to.width; i += run) {
+            const size_t count = std::min(run, to.width - i);
+            kernels.AddRow(x, columns + i, dx, count);
+            kernels.AddRow(y, rises + i, static_cast<float>(j), count);
+            sampler.Sample(x, y, colours, count);
+            if (opaque) kernels.OpaqueRow(colours, count);
+            StoreRun(to, j, i, colours, count);
+        }
+    }
+    return true;
 }
 
 }  // namespace
@@ -67,21 +118,13 @@ HRESULT CVELImageTransform::Skew(IVEL* source, IVEL** destination, float xFactor
     SmartPtr<IVELImage> image = NewImageFromCollection();
     if (!image.Get()) return E_FAIL;
     image->Create(from.width, from.height, from.planes, depth, force32 ? FORMAT_ARGB : from.format);
-    const ImageView to = ViewOf(image.Get());
+    ImageView to = ViewOf(image.Get());
     if (!from.Empty() && Holds(to, from.width, from.height, depth)) {
+        to.width = from.width;
+        to.height = from.height;
         const int64_t pivotX = xPivot == 0 ? int64_t{from.width / 2} : xPivot;
         const int64_t pivotY = yPivot == 0 ? int64_t{from.height / 2} : yPivot;
-        const auto width = static_cast<int32_t>(from.width), height = static_cast<int32_t>(from.height);
-        for (int32_t j = 0; j < height; ++j) {
-            const float dx = FromPivot(j, pivotY) * xFactor;
-            for (int32_t i = 0; i < width; ++i) {
-                const int32_t x = TruncateToInt(static_cast<float>(i) + dx);
-                const int32_t y = TruncateToInt(FromPivot(i, pivotX) * yFactor + static_cast<float>(j));
-                const uint32_t colour = from.Colour(x, y);
-                const bool opaque = force32 && AlphaOf(colour) != kOutsideAlpha;
-                StorePixel(to, i, j, opaque ? colour | 0xFF000000u : colour);
-            }
-        }
+        if (!SkewInto(from, to, xFactor, yFactor, pivotX, pivotY, force32 != 0)) return E_FAIL;
     }
     *destination = image.Detach();
     return S_OK;
@@ -107,17 +150,18 @@ HRESULT CVELImageTransform::Resample(IVEL* source, IVEL** destination, int newWi
         target->Assign(source, 0);
         return S_OK;
     }
-    const ImageView to = ViewOf(target.Get());
+    ImageView to = ViewOf(target.Get());
     if (newWidth <= 0 || newHeight <= 0 || !Holds(to, width, height, from.bitsPerPixel)) return S_OK;
+    to.width = width;
+    to.height = height;
 
     const float xScale = static_cast<float>(from.width) / static_cast<float>(newWidth);
     const float yScale = static_cast<float>(from.height) / static_cast<float>(newHeight);
     const bool shrinking = mode == 0 && (xScale > 1.0f || yScale > 1.0f);
     const bool copied = from.bitsPerPixel == 8 || from.bitsPerPixel == 16 || from.Coloured();
     if (!shrinking && copied) {
-        Replicate(from, to, newWidth, newHeight, xScale, yScale);
-    } else {
-        SampleInto(from, to, newWidth, newHeight, xScale, yScale, method, shrinking);
+        Replicate(from, to, xScale, yScale);
+        return S_OK;
     }
-    return S_OK;
+    return SampleInto(from, to, xScale, yScale, method, shrinking) ? S_OK : E_FAIL;
 }

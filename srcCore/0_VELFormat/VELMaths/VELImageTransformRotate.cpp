@@ -1,6 +1,8 @@
 // Rotation by any angle, into a new image or pasted into an existing one.
+#include <functional>
+
 #include "PixelBlock.h"
-#include "Sampling.h"
+#include "SamplingRows.h"
 #include "Truncate.h"
 #include "VELImageTransform.h"
 
@@ -45,57 +47,83 @@ TurnedGrid GridOver(uint32_t width, uint32_t height, const Turn* turn) {
     return grid;
 }
 
-// Source positions of a run of destination pixels. Grid coordinates advance by adding 1, from the grid's first
-// column in every row and from its first row, so their rounding is that of the repeated sum.
+// Source positions of the destination's pixels. Grid coordinates advance by adding 1, from the first column in every row
+// and from the first row, so their rounding is that of the repeated sum.
 class Positions {
 public:
-    static constexpr int32_t kRun = 256;
+    static constexpr size_t kRun = Sampler::kRun;
 
     Positions(const TurnedGrid& grid, const Turn& turn, float addX, float addY)
-        : m_turn(turn), m_firstColumn(grid.offsetX), m_column(grid.offsetX), m_row(grid.offsetY), m_addX(addX),
-          m_addY(addY) {}
-
-    void NextRow() {
-        m_row += 1.0f;
-        m_column = m_firstColumn;
+        : m_terms{turn.cosine, turn.sine, addX, addY}, m_row(grid.offsetY), m_count(static_cast<size_t>(grid.width)),
+          m_memory(uint64_t{m_count} * sizeof(float)), m_columns(m_memory.As<float>()) {
+        float column = grid.offsetX;
+        for (size_t i = 0; m_columns && i < m_count; ++i, column += 1.0f) m_columns[i] = column;
     }
-    // The next `count` (at most kRun) positions of the row.
-    void Next(int32_t count) {
-        for (int32_t i = 0; i < count; ++i, m_column += 1.0f) {
-            x[i] = m_column * m_turn.cosine + m_row * m_turn.sine + m_addX;
-            y[i] = m_row * m_turn.cosine - m_column * m_turn.sine + m_addY;
-        }
+    // False when there was no memory.
+    bool Ready() const { return m_columns; }
+    void NextRow() { m_row += 1.0f; }
+
+    float X(size_t i) const { return m_columns[i] * m_terms.cosine + m_row * m_terms.sine + m_terms.addX; }
+    float Y(size_t i) const { return m_row * m_terms.cosine - m_columns[i] * m_terms.sine + m_terms.addY; }
+
+    // The columns, of the first `count`, at which neither x nor y is outside by the given tests. A position advances by
+    // a constant, so x and y are monotone along a row, rounding included.
+    template <class Below, class AboveX, class AboveY>
+    Span Where(size_t count, Below below, AboveX aboveX, AboveY aboveY) {
+        m_spanX = SpanBetween(count, [&](size_t i) { return X(i); }, below, aboveX, m_spanX);
+        m_spanY = SpanBetween(count, [&](size_t i) { return Y(i); }, below, aboveY, m_spanY);
+        return Intersection(m_spanX, m_spanY);
     }
 
-    float x[kRun], y[kRun];
+    // Positions and colours of at most kRun pixels of the row.
+    void Sample(const Sampler& sampler, size_t first, size_t count) {
+        Kernels().Sampling().TurnRow(m_x, m_y, m_columns + first, m_row, &m_terms, count);
+        sampler.Sample(m_x, m_y, colours, count);
+    }
+
+    uint32_t colours[kRun];
 
 private:
-    Turn m_turn;
-    float m_firstColumn, m_column, m_row, m_addX, m_addY;
+    TurnTerms m_terms;
+    float m_row;
+    size_t m_count;
+    ScratchBuffer m_memory;
+    float* m_columns;
+    Span m_spanX, m_spanY;  // of the row before: a good first guess
+    float m_x[kRun], m_y[kRun];
 };
 
 // Writes the sampled pixels of Rotate, one after the other. Depths below 24 spill into the following rows or leave
-// gaps: a sampled pixel takes one byte up to 15 bits and three at 16, one that is skipped always three.
+// gaps: a sampled pixel takes one byte, its red, up to 15 bits and three at 16, one that is skipped always three.
 class PixelWriter {
 public:
     PixelWriter(const ImageView& dest, bool fourBytes)
-        : m_block(dest), m_pixelBytes(fourBytes ? 4 : 3), m_writtenBytes(dest.bitsPerPixel > 15 ? m_pixelBytes : 1) {}
+        : m_block(dest), m_skippedBytes(fourBytes ? 4 : 3), m_writtenBytes(dest.bitsPerPixel > 15 ? m_skippedBytes : 1) {}
 
     void StartRow(int64_t row) { m_at = m_block.Row(row); }
-    void Skip() { m_at += m_pixelBytes; }
-    void Write(uint32_t colour) {
-        if (m_writtenBytes == 1) {
-            m_block.Put(m_at, static_cast<uint8_t>(RedOf(colour)));
-        } else {
-            const RGBQUAD bytes = QuadOf(colour);
-            m_block.Write(m_at, &bytes.rgbBlue, m_pixelBytes);
-        }
-        m_at += m_writtenBytes;
+    void Skip(size_t count) { m_at += static_cast<int64_t>(count) * m_skippedBytes; }
+    void Write(const uint32_t* colours, size_t count) {
+        const int64_t bytes = static_cast<int64_t>(count) * m_writtenBytes;
+        uint8_t packed[4 * Positions::kRun];
+        uint8_t* inside = m_block.Inside(m_at, bytes);
+        Pack(inside ? inside : packed, colours, count);
+        if (!inside) m_block.Write(m_at, packed, bytes);
+        m_at += bytes;
     }
 
 private:
+    void Pack(uint8_t* to, const uint32_t* colours, size_t count) const {
+        if (m_writtenBytes == 4) {
+            std::memcpy(to, colours, 4 * count);
+        } else if (m_writtenBytes == 3) {
+            Kernels().Sampling().StoreRow24(to, colours, count);
+        } else {
+            for (size_t k = 0; k < count; ++k) to[k] = static_cast<uint8_t>(RedOf(colours[k]));
+        }
+    }
+
     PixelBlock m_block;
-    int m_pixelBytes, m_writtenBytes;
+    int m_skippedBytes, m_writtenBytes;
     int64_t m_at = 0;
 };
 
@@ -108,33 +136,29 @@ HRESULT QuarterTurned(CVELImageTransform& transform, IVEL* source, IVEL** destin
     return result;
 }
 
-// RotatePaste's writing of one sampled colour at `to`, whose pixel has a fourth byte when `hasFourth`.
-struct Paste {
-    bool blend;
-    bool hasFourth;
-    uint32_t transparent;
+// True when two images share memory: then every pixel must see what the earlier ones wrote.
+bool Overlap(const ImageView& a, const ImageView& b) {
+    return std::less<>()(a.BlockBegin(), b.BlockEnd()) && std::less<>()(b.BlockBegin(), a.BlockEnd());
+}
 
-    void operator()(uint8_t* to, uint32_t colour) const {
-        const RGBQUAD sample = QuadOf(colour);
-        if (blend) {
-            const auto own = static_cast<float>(sample.rgbReserved / 255.0);
-            const auto other = static_cast<float>((255 - sample.rgbReserved) / 255.0);
-            to[0] = Blended(sample.rgbBlue, to[0], own, other);
-            to[1] = Blended(sample.rgbGreen, to[1], own, other);
-            to[2] = Blended(sample.rgbRed, to[2], own, other);
-        } else {
-            if ((colour & 0x00FFFFFF) == transparent) return;
-            to[0] = sample.rgbBlue;
-            to[1] = sample.rgbGreen;
-            to[2] = sample.rgbRed;
+// Samples every position that lies in the source but for its outer four columns and rows, three on the low side.
+void TurnInto(const ImageView& from, const ImageView& to, Positions& at, int method, bool fourBytes) {
+    const float right = static_cast<float>(from.width) - 4.0f, bottom = static_cast<float>(from.height) - 4.0f;
+    const Sampler sampler(from, method);
+    PixelWriter writer(to, fourBytes);
+    for (uint32_t j = 0; j < to.height; ++j, at.NextRow()) {
+        const Span span = at.Where(
+            to.width, [](float p) { return !(p > 3.0f); }, [=](float x) { return !(x < right); },
+            [=](float y) { return !(y < bottom); });
+        writer.StartRow(j);
+        writer.Skip(span.first);
+        for (size_t i = span.first; i < span.last; i += Positions::kRun) {
+            const size_t count = std::min(Positions::kRun, span.last - i);
+            at.Sample(sampler, i, count);
+            writer.Write(at.colours, count);
         }
-        if (hasFourth) to[3] = sample.rgbReserved;
     }
-
-    static uint8_t Blended(uint8_t sample, uint8_t old, float own, float other) {
-        return static_cast<uint8_t>(static_cast<float>(sample) * own + static_cast<float>(old) * other);
-    }
-};
+}
 
 }  // namespace
 
@@ -171,33 +195,16 @@ HRESULT CVELImageTransform::Rotate(IVEL* source, IVEL** destination, int angleDe
         *destination = image.Detach();
         return S_OK;
     }
-    const ImageView to = ViewOf(image.Get());
+    ImageView to = ViewOf(image.Get());
     image->FillColor(from.Colour(0, 0) | 0xFF000000u);
     const bool fits = grid.width > 0 && grid.height > 0 &&
                       Holds(to, static_cast<uint32_t>(grid.width), static_cast<uint32_t>(grid.height), depth);
     if (fits && !from.Empty()) {
-        // The outer four columns and rows, three on the low side, are never sampled.
-        const float right = static_cast<float>(from.width) - 4.0f;
-        const float bottom = static_cast<float>(from.height) - 4.0f;
-        const Sampler sampler(from, method);
-        PixelWriter writer(to, depth == 32 || force32);
-        Positions at(grid, turn, addX, addY);
-        for (int32_t j = 0; j < grid.height; ++j, at.NextRow()) {
-            writer.StartRow(j);
-            for (int32_t i = 0; i < grid.width; i += Positions::kRun) {
-                const int32_t count = std::min(Positions::kRun, grid.width - i);
-                at.Next(count);
-                for (int32_t k = 0; k < count; ++k) {
-                    if (at.x[k] > 3.0f && at.x[k] < right && at.y[k] > 3.0f && at.y[k] < bottom) {
-                        uint32_t colour;
-                        sampler.Sample(&at.x[k], &at.y[k], &colour, 1);
-                        writer.Write(colour);
-                    } else {
-                        writer.Skip();
-                    }
-                }
-            }
-        }
+        Positions positions(grid, turn, addX, addY);
+        if (!positions.Ready()) return E_FAIL;
+        to.width = static_cast<uint32_t>(grid.width);
+        to.height = static_cast<uint32_t>(grid.height);
+        TurnInto(from, to, positions, method, depth == 32 || force32);
     }
     *destination = image.Detach();
     return S_OK;
@@ -209,25 +216,31 @@ HRESULT CVELImageTransform::RotatePaste(IVEL* source, IVEL* destination, double 
     if (!destination) return E_POINTER;
     const Turn turn(angleRadians);
     const ImageView from = ViewOf(source), to = ViewOf(destination);
-    if (!from.bits || to.Empty() || to.bitsPerPixel < 24) return S_OK;
+    if (!from.bits || to.Empty() || (to.bitsPerPixel != 24 && to.bitsPerPixel < 32)) return S_OK;
     const TurnedGrid grid = GridOver(from.width, from.height, &turn);
     const int32_t rows = std::min(static_cast<int32_t>(to.height), grid.height);
     const int32_t columns = std::min(static_cast<int32_t>(to.width), grid.width);
-    const float right = static_cast<float>(from.width), bottom = static_cast<float>(from.height);
-    const Paste paste{from.bitsPerPixel >= 25, to.bitsPerPixel > 24, static_cast<uint32_t>(transparentColour)};
-    const Sampler sampler(from, method);
-    const int64_t pixelBytes = to.bitsPerPixel > 24 ? 4 : 3;
+    if (rows <= 0 || columns <= 0) return S_OK;
     Positions at(grid, turn, 0, 0);
+    if (!at.Ready()) return E_FAIL;
+
+    const float right = static_cast<float>(from.width), bottom = static_cast<float>(from.height);
+    const SamplingKernels& kernels = Kernels().Sampling();
+    const Sampler sampler(from, method);
+    const int pixelBytes = to.bitsPerPixel == 24 ? 3 : 4;
+    const size_t run = Overlap(from, to) ? 1 : Positions::kRun;
     for (int32_t j = 0; j < rows; ++j, at.NextRow()) {
-        uint8_t* out = to.Row(j);
-        for (int32_t i = 0; i < columns; i += Positions::kRun) {
-            const int32_t count = std::min(Positions::kRun, columns - i);
-            at.Next(count);
-            for (int32_t k = 0; k < count; ++k, out += pixelBytes) {
-                if (at.x[k] < 0 || at.y[k] < 0 || at.x[k] > right || at.y[k] > bottom) continue;
-                uint32_t colour;
-                sampler.Sample(&at.x[k], &at.y[k], &colour, 1);
-                paste(out, colour);
+        const Span span = at.Where(
+            static_cast<size_t>(columns), [](float p) { return p < 0; }, [=](float x) { return x > right; },
+            [=](float y) { return y > bottom; });
+        for (size_t i = span.first; i < span.last; i += run) {
+            const size_t count = std::min(run, span.last - i);
+            at.Sample(sampler, i, count);
+            uint8_t* out = to.Row(j) + i * static_cast<size_t>(pixelBytes);
+            if (from.bitsPerPixel >= 25) {
+                kernels.BlendRow(out, pixelBytes, at.colours, count);
+            } else {
+                kernels.KeyedRow(out, pixelBytes, at.colours, static_cast<uint32_t>(transparentColour), count);
             }
         }
     }

@@ -9,12 +9,13 @@
 #include "Point.h"
 #include "Rank.h"
 #include "Samples.h"
+#include "Sampling.h"
 
 namespace vel {
 
 // Every family of kernels, once: generates the set below, its choice and the kernel checks.
 #define VEL_KERNEL_FAMILIES(X) \
-    X(Arithmetic) X(Colour) X(Convolution) X(Morphology) X(Move) X(Point) X(Rank) X(Samples)
+    X(Arithmetic) X(Colour) X(Convolution) X(Morphology) X(Move) X(Point) X(Rank) X(Samples) X(Sampling)
 
 struct KernelSet {
     const char* level;
@@ -30,6 +31,7 @@ struct KernelSet {
     const PointKernels& Point() const { return *familyPoint; }
     const RankKernels& Rank() const { return *familyRank; }
     const SamplesKernels& Samples() const { return *familySamples; }
+    const SamplingKernels& Sampling() const { return *familySampling; }
 };
 
 // Chosen on first use by what processor and operating system offer; the same set ever after. An operation fetches it

@@ -1,0 +1,10 @@
+#include "Sampling.h"
+
+namespace vel {
+namespace {
+#include "Bytes.inl"
+#include "TapCurves.inl"
+#include "Sampling.inl"
+}
+VEL_KERNEL_TABLE(Sampling, VEL_SAMPLING_KERNELS)
+}  // namespace vel

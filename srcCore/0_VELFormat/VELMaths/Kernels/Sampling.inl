@@ -1,0 +1,218 @@
+// Sampling kernels; see Sampling.h.
+
+static void TurnRow(float* x, float* y, const float* columns, float row, const TurnTerms* turn, size_t count) {
+    const TurnTerms t = *turn;
+    const float rowSine = row * t.sine, rowCosine = row * t.cosine;
+    for (size_t k = 0; k < count; ++k) {
+        x[k] = columns[k] * t.cosine + rowSine + t.addX;
+        y[k] = rowCosine - columns[k] * t.sine + t.addY;
+    }
+}
+
+static void AddRow(float* sums, const float* values, float add, size_t count) {
+    for (size_t k = 0; k < count; ++k) sums[k] = values[k] + add;
+}
+
+static void OpaqueRow(uint32_t* colours, size_t count) {
+    for (size_t k = 0; k < count; ++k) {
+        colours[k] = colours[k] >> 24 == 1 ? colours[k] : colours[k] | 0xFF000000u;
+    }
+}
+
+static inline uint32_t PixelWord(const uint8_t* p, int pixelBytes) {
+    if (pixelBytes == 1) return p[0] * 0x010101u;
+    return p[0] | static_cast<uint32_t>(p[1]) << 8 | static_cast<uint32_t>(p[2]) << 16 |
+           (pixelBytes == 4 ? static_cast<uint32_t>(p[3]) << 24 : 0u);
+}
+
+static void NearestPlain(uint32_t* colours, const SampledPixels* pixels, const float* x, const float* y, float add,
+                         size_t count) {
+    const SampledPixels source = *pixels;
+    for (size_t k = 0; k < count; ++k) {
+        const ptrdiff_t column = static_cast<int32_t>(x[k] + add), row = static_cast<int32_t>(y[k] + add);
+        colours[k] = PixelWord(source.bits + row * source.stride + column * source.pixelBytes, source.pixelBytes);
+    }
+}
+
+#if VEL_AVX512
+// Reads 4 bytes at each 32-bit offset from `bits`; where that would pass the last readable word, the word is fetched
+// from there and shifted down.
+static inline __m512i GatherWords(const uint8_t* bits, __m512i offsets, __m512i last) {
+    const __m512i at = _mm512_min_epi32(offsets, last);
+    const __m512i shift = _mm512_slli_epi32(_mm512_sub_epi32(offsets, at), 3);
+    return _mm512_srlv_epi32(_mm512_i32gather_epi32(at, bits, 1), shift);
+}
+
+static void NearestRow(uint32_t* colours, const SampledPixels* pixels, const float* x, const float* y, float add,
+                       size_t count) {
+    const SampledPixels source = *pixels;
+    // Offsets are 32 bits in here: larger images take the plain loop.
+    const bool gathers = source.end - source.begin >= 4 && source.end - source.begin < 0x7FFFFFFF;
+    const __m512i step = _mm512_set1_epi32(static_cast<int>(source.stride));
+    const __m512i last = _mm512_set1_epi32(static_cast<int>(source.end - source.bits - 4));
+    const __m512 bias = _mm512_set1_ps(add);
+    size_t k = 0;
+    for (; gathers && k + 16 <= count; k += 16) {
+        const __m512i column = _mm512_cvttps_epi32(_mm512_add_ps(_mm512_loadu_ps(x + k), bias));
+        const __m512i row = _mm512_cvttps_epi32(_mm512_add_ps(_mm512_loadu_ps(y + k), bias));
+        const __m512i start = _mm512_mullo_epi32(row, step);
+        __m512i colour;
+        if (source.pixelBytes == 4) {
+            colour = _mm512_i32gather_epi32(_mm512_add_epi32(start, _mm512_slli_epi32(column, 2)), source.bits, 1);
+        } else if (source.pixelBytes == 3) {
+            const __m512i offsets = _mm512_add_epi32(start, _mm512_add_epi32(column, _mm512_slli_epi32(column, 1)));
+            colour = _mm512_and_si512(GatherWords(source.bits, offsets, last), _mm512_set1_epi32(0x00FFFFFF));
+        } else {
+            const __m512i places = _mm512_set_epi32(0x803C3C3C, 0x80383838, 0x80343434, 0x80303030, 0x802C2C2C,
+                                                    0x80282828, 0x80242424, 0x80202020, 0x801C1C1C, 0x80181818,
+                                                    0x80141414, 0x80101010, 0x800C0C0C, 0x80080808, 0x80040404,
+                                                    0x80000000);
+            const __m512i grey = GatherWords(source.bits, _mm512_add_epi32(start, column), last);
+            colour = _mm512_maskz_permutexvar_epi8(0x7777777777777777ull, places, grey);
+        }
+        _mm512_storeu_si512(colours + k, colour);
+    }
+    NearestPlain(colours + k, pixels, x + k, y + k, add, count - k);
+}
+#else
+static void NearestRow(uint32_t* colours, const SampledPixels* pixels, const float* x, const float* y, float add,
+                       size_t count) {
+    NearestPlain(colours, pixels, x, y, add, count);
+}
+#endif
+
+static void TapOffsets(int64_t* offsets, const SampledPixels* pixels, const float* x, const float* y, int back,
+                       size_t count) {
+    const int64_t stride = pixels->stride, pixelBytes = pixels->pixelBytes;
+    for (size_t k = 0; k < count; ++k) {
+        offsets[k] = (static_cast<int32_t>(y[k]) - back) * stride + (static_cast<int32_t>(x[k]) - back) * pixelBytes;
+    }
+}
+
+template <float (*curve)(float)>
+static void WeighTaps(float* weights, size_t pitch, const float* positions, size_t count) {
+    for (int tap = 0; tap < 4; ++tap, weights += pitch) {
+        for (size_t i = 0; i < count; ++i) {
+            const int32_t pixel = static_cast<int32_t>(positions[i]) + (tap - 1);
+            weights[i] = curve(static_cast<float>(pixel) - positions[i]);
+        }
+    }
+}
+
+static void TapWeights(float* weights, size_t pitch, const float* positions, size_t count, int curve) {
+    switch (curve) {
+        case kBSplineCurve: WeighTaps<BSplineCurve>(weights, pitch, positions, count); break;
+        case kBicubicSharpCurve: WeighTaps<BicubicSharpCurve>(weights, pitch, positions, count); break;
+        case kCatmullRomCurve: WeighTaps<CatmullRomCurve>(weights, pitch, positions, count); break;
+        case kBoxCurve: WeighTaps<BoxCurve>(weights, pitch, positions, count); break;
+        case kHermiteCurve: WeighTaps<HermiteCurve>(weights, pitch, positions, count); break;
+        case kHermiteScaledCurve: WeighTaps<HermiteScaledCurve>(weights, pitch, positions, count); break;
+        case kQuadraticCurve: WeighTaps<QuadraticCurve>(weights, pitch, positions, count); break;
+        case kMitchellCurve: WeighTaps<MitchellCurve>(weights, pitch, positions, count); break;
+        default: WeighTaps<CatmullRomHalfCurve>(weights, pitch, positions, count); break;
+    }
+}
+
+// Clamped and truncated, not rounded.
+static inline uint32_t ByteOfSum(float sum) {
+    const float low = sum > 0 ? sum : 0.0f;
+    return static_cast<uint32_t>(static_cast<int32_t>(low < 255 ? low : 255.0f));
+}
+
+template <int kPixelBytes, int kTaps>
+static void AccumulatePlain(uint32_t* colours, const SampledPixels& source, const TapRun& taps, size_t first,
+                            size_t last) {
+    for (size_t k = first; k < last; ++k) {
+        const uint8_t* row = source.bits + taps.offsets[k];
+        float sums[4] = {0, 0, 0, 0};
+        for (int j = 0; j < kTaps; ++j, row += source.stride) {
+            const float rowWeight = taps.rows[static_cast<size_t>(j) * taps.rowPitch + k];
+            const uint8_t* p = row;
+            for (int i = 0; i < kTaps; ++i, p += kPixelBytes) {
+                const float weight = taps.columns[static_cast<size_t>(i) * taps.columnPitch + k] * rowWeight;
+                for (int c = 0; c < kPixelBytes; ++c) sums[c] += weight * static_cast<float>(p[c]);
+            }
+        }
+        colours[k] = kPixelBytes == 1 ? ByteOfSum(sums[0]) * 0x010101u
+                                      : ByteOfSum(sums[0]) | ByteOfSum(sums[1]) << 8 | ByteOfSum(sums[2]) << 16 |
+                                            ByteOfSum(sums[3]) << 24;
+    }
+}
+
+#if VEL_AVX512
+#include "SamplingVector.inl"
+#else
+template <int kPixelBytes, int kTaps>
+static inline void AccumulateRun(uint32_t* colours, const SampledPixels& source, const TapRun& taps, size_t count) {
+    AccumulatePlain<kPixelBytes, kTaps>(colours, source, taps, 0, count);
+}
+#endif
+
+template <int kTaps>
+static inline void AccumulateTaps(uint32_t* colours, const SampledPixels& source, const TapRun& taps, size_t count) {
+    switch (source.pixelBytes) {
+        case 1: AccumulateRun<1, kTaps>(colours, source, taps, count); break;
+        case 3: AccumulateRun<3, kTaps>(colours, source, taps, count); break;
+        default: AccumulateRun<4, kTaps>(colours, source, taps, count); break;
+    }
+}
+
+static void Accumulate4(uint32_t* colours, const SampledPixels* pixels, const TapRun* taps, size_t count) {
+    AccumulateTaps<4>(colours, *pixels, *taps, count);
+}
+
+static void Accumulate12(uint32_t* colours, const SampledPixels* pixels, const TapRun* taps, size_t count) {
+    AccumulateTaps<12>(colours, *pixels, *taps, count);
+}
+
+static void StoreRow24(uint8_t* dst, const uint32_t* colours, size_t count) {
+    size_t k = 0;
+#if VEL_AVX512
+    const __m512i places = _mm512_set_epi8(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,                  //
+                                           62, 61, 60, 58, 57, 56, 54, 53, 52, 50, 49, 48, 46, 45, 44, 42,  //
+                                           41, 40, 38, 37, 36, 34, 33, 32, 30, 29, 28, 26, 25, 24, 22, 21,  //
+                                           20, 18, 17, 16, 14, 13, 12, 10, 9, 8, 6, 5, 4, 2, 1, 0);
+    for (; k + 16 <= count; k += 16) {
+        const __m512i packed = _mm512_permutexvar_epi8(places, _mm512_loadu_si512(colours + k));
+        _mm512_mask_storeu_epi8(dst + 3 * k, 0x0000FFFFFFFFFFFFull, packed);
+    }
+#endif
+    for (; k < count; ++k) {
+        dst[3 * k] = static_cast<uint8_t>(colours[k]);
+        dst[3 * k + 1] = static_cast<uint8_t>(colours[k] >> 8);
+        dst[3 * k + 2] = static_cast<uint8_t>(colours[k] >> 16);
+    }
+}
+
+static void StoreRow8(uint8_t* dst, const uint32_t* colours, size_t count) {
+    for (size_t k = 0; k < count; ++k) {
+        const uint32_t sum = (colours[k] & 0xFF) + (colours[k] >> 8 & 0xFF) + (colours[k] >> 16 & 0xFF);
+        // A third of up to 766: 43691 / 2^17 is 1/3 + 2.5e-6, too little to reach the next integer.
+        dst[k] = static_cast<uint8_t>((sum + 1) * 43691u >> 17);
+    }
+}
+
+static void BlendRow(uint8_t* dst, int dstBytes, const uint32_t* colours, size_t count) {
+    for (size_t k = 0; k < count; ++k, dst += dstBytes) {
+        // The quotient of two integers below 256 rounds to the same float from the exact and from the double quotient.
+        const uint32_t alpha = colours[k] >> 24;
+        const float own = static_cast<float>(alpha) / 255.0f, other = static_cast<float>(255 - alpha) / 255.0f;
+        for (int c = 0; c < 3; ++c) {
+            const auto channel = static_cast<float>(colours[k] >> (8 * c) & 0xFF);
+            const float value = channel * own + static_cast<float>(dst[c]) * other;
+            dst[c] = static_cast<uint8_t>(static_cast<int32_t>(value));
+        }
+        if (dstBytes == 4) dst[3] = static_cast<uint8_t>(alpha);
+    }
+}
+
+static void KeyedRow(uint8_t* dst, int dstBytes, const uint32_t* colours, uint32_t key, size_t count) {
+    for (size_t k = 0; k < count; ++k, dst += dstBytes) {
+        const uint32_t colour = colours[k];
+        if ((colour & 0x00FFFFFF) == key) continue;
+        dst[0] = static_cast<uint8_t>(colour);
+        dst[1] = static_cast<uint8_t>(colour >> 8);
+        dst[2] = static_cast<uint8_t>(colour >> 16);
+        if (dstBytes == 4) dst[3] = static_cast<uint8_t>(colour >> 24);
+    }
+}

@@ -1,0 +1,131 @@
+// Weighted sums of 16 positions at once, one in each lane of a register: a lane's sum takes its terms in their order.
+
+// 16 bytes from each of four positions, one in each quarter.
+static inline __m512i LoadQuarters(const uint8_t* bits, const int64_t* offsets) {
+    const auto load = [&](int i) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bits + offsets[i])); };
+    const __m256i low = _mm256_inserti128_si256(_mm256_castsi128_si256(load(0)), load(1), 1);
+    const __m256i high = _mm256_inserti128_si256(_mm256_castsi128_si256(load(2)), load(3), 1);
+    return _mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1);
+}
+
+// Byte places for two-register permutes. Pairs: of the four pixels in each quarter of two registers (8 positions), the
+// columns 2 * half and 2 * half + 1, a 4-byte word a position, the 8 positions of the first column first.
+template <int kPixelBytes>
+static inline __m512i PairPlaces(int half) {
+    alignas(64) uint8_t places[64];
+    for (int i = 0; i < 64; ++i) {
+        const int column = 2 * half + i / 32, position = i / 4 % 8;
+        places[i] = static_cast<uint8_t>(position * 16 + column * kPixelBytes + (i % 4) % kPixelBytes);
+    }
+    return _mm512_load_si512(places);
+}
+// Channels: of two such pairs (16 positions), one channel of column 0 or 1 of the pair as the low byte of each word.
+static inline __m512i ChannelPlaces(int column, int channel) {
+    alignas(64) uint8_t places[64] = {};
+    for (int position = 0; position < 16; ++position) {
+        places[4 * position] =
+            static_cast<uint8_t>(position / 8 * 64 + column * 32 + position % 8 * 4 + channel);
+    }
+    return _mm512_load_si512(places);
+}
+
+static inline __m512 LowByteChannel(__m512i first, __m512i places, __m512i second) {
+    return _mm512_cvtepi32_ps(_mm512_maskz_permutex2var_epi8(0x1111111111111111ull, first, places, second));
+}
+
+static inline __m512i BytesOfSums(__m512 sums) {
+    const __m512 clamped = _mm512_min_ps(_mm512_max_ps(sums, _mm512_setzero_ps()), _mm512_set1_ps(255.0f));
+    return _mm512_cvttps_epi32(clamped);
+}
+
+// Pixels of 3 or 4 bytes. A row is read in groups of four pixels, 16 bytes at a time, so 3-byte pixels have 4 bytes
+// after the last tap read.
+template <int kPixelBytes, int kTaps>
+struct VectorSums {
+    static constexpr int kOverread = 4 * (4 - kPixelBytes);
+
+    static inline __m512i Colours(const SampledPixels& source, const TapRun& taps, size_t k) {
+        const __m512i pair[2] = {PairPlaces<kPixelBytes>(0), PairPlaces<kPixelBytes>(1)};
+        __m512i place[2][kPixelBytes];
+        for (int column = 0; column < 2; ++column) {
+            for (int c = 0; c < kPixelBytes; ++c) place[column][c] = ChannelPlaces(column, c);
+        }
+        const int64_t* offsets = taps.offsets + k;
+        const uint8_t* row = source.bits;
+        __m512 sums[kPixelBytes];
+        for (int c = 0; c < kPixelBytes; ++c) sums[c] = _mm512_setzero_ps();
+        for (int j = 0; j < kTaps; ++j, row += source.stride) {
+            const __m512 rowWeights = _mm512_loadu_ps(taps.rows + static_cast<size_t>(j) * taps.rowPitch + k);
+            const float* columnWeights = taps.columns + k;
+            for (int group = 0; group < kTaps / 4; ++group) {
+                const uint8_t* at = row + group * 4 * kPixelBytes;
+                const __m512i a = LoadQuarters(at, offsets), b = LoadQuarters(at, offsets + 4);
+                const __m512i c4 = LoadQuarters(at, offsets + 8), d = LoadQuarters(at, offsets + 12);
+                for (int half = 0; half < 2; ++half) {
+                    const __m512i first = _mm512_permutex2var_epi8(a, pair[half], b);
+                    const __m512i second = _mm512_permutex2var_epi8(c4, pair[half], d);
+                    for (int column = 0; column < 2; ++column, columnWeights += taps.columnPitch) {
+                        const __m512 weight = _mm512_mul_ps(_mm512_loadu_ps(columnWeights), rowWeights);
+                        for (int c = 0; c < kPixelBytes; ++c) {
+                            const __m512 value = LowByteChannel(first, place[column][c], second);
+                            sums[c] = _mm512_add_ps(sums[c], _mm512_mul_ps(weight, value));
+                        }
+                    }
+                }
+            }
+        }
+        __m512i colours = BytesOfSums(sums[0]);
+        for (int c = 1; c < kPixelBytes; ++c) {
+            colours = _mm512_or_si512(colours, _mm512_slli_epi32(BytesOfSums(sums[c]), static_cast<unsigned>(8 * c)));
+        }
+        return colours;
+    }
+};
+
+// Grey pixels: a word holds four columns of one position.
+template <int kTaps>
+struct VectorSums<1, kTaps> {
+    static constexpr int kOverread = 0;
+
+    static inline __m512i Colours(const SampledPixels& source, const TapRun& taps, size_t k) {
+        const __m512i low = _mm512_loadu_si512(taps.offsets + k), high = _mm512_loadu_si512(taps.offsets + k + 8);
+        const uint8_t* row = source.bits;
+        const __m512i byte = _mm512_set1_epi32(0xFF);
+        __m512 sum = _mm512_setzero_ps();
+        for (int j = 0; j < kTaps; ++j, row += source.stride) {
+            const __m512 rowWeights = _mm512_loadu_ps(taps.rows + static_cast<size_t>(j) * taps.rowPitch + k);
+            const float* columnWeights = taps.columns + k;
+            for (int group = 0; group < kTaps / 4; ++group) {
+                const __m256i first = _mm512_i64gather_epi32(low, row + group * 4, 1);
+                const __m256i second = _mm512_i64gather_epi32(high, row + group * 4, 1);
+                __m512i words = _mm512_inserti64x4(_mm512_castsi256_si512(first), second, 1);
+                for (int column = 0; column < 4; ++column, columnWeights += taps.columnPitch) {
+                    const __m512 weight = _mm512_mul_ps(_mm512_loadu_ps(columnWeights), rowWeights);
+                    const __m512 value = _mm512_cvtepi32_ps(_mm512_and_si512(words, byte));
+                    sum = _mm512_add_ps(sum, _mm512_mul_ps(weight, value));
+                    words = _mm512_srli_epi32(words, 8);
+                }
+            }
+        }
+        return _mm512_mullo_epi32(BytesOfSums(sum), _mm512_set1_epi32(0x010101));
+    }
+};
+
+template <int kPixelBytes, int kTaps>
+static void AccumulateRun(uint32_t* colours, const SampledPixels& source, const TapRun& taps, size_t count) {
+    using Sums = VectorSums<kPixelBytes, kTaps>;
+    // From the first tap to the end of what is read of the row that lies highest in memory.
+    const ptrdiff_t lastRow = source.stride > 0 ? (kTaps - 1) * source.stride : 0;
+    const int64_t highest = source.end - source.bits - lastRow - kTaps * kPixelBytes - Sums::kOverread;
+    const __m512i limit = _mm512_set1_epi64(highest);
+    size_t k = 0;
+    for (; k + 16 <= count; k += 16) {
+        const __m512i low = _mm512_loadu_si512(taps.offsets + k), high = _mm512_loadu_si512(taps.offsets + k + 8);
+        if (_mm512_cmpgt_epi64_mask(_mm512_max_epi64(low, high), limit)) {
+            AccumulatePlain<kPixelBytes, kTaps>(colours, source, taps, k, k + 16);
+        } else {
+            _mm512_storeu_si512(colours + k, Sums::Colours(source, taps, k));
+        }
+    }
+    AccumulatePlain<kPixelBytes, kTaps>(colours, source, taps, k, count);
+}

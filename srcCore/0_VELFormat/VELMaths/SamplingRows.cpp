@@ -1,0 +1,172 @@
+#include "SamplingRows.h"
+
+#include <algorithm>
+
+#include "Truncate.h"
+
+namespace vel {
+namespace {
+
+// The curve of a method whose weights the row kernels compute; -1 for the others.
+int CurveOf(Interpolation method) {
+    switch (method) {
+        case Interpolation::BSpline: return kBSplineCurve;
+        case Interpolation::BicubicSharp: return kBicubicSharpCurve;
+        case Interpolation::CatmullRom: return kCatmullRomCurve;
+        case Interpolation::Box: return kBoxCurve;
+        case Interpolation::Hermite: return kHermiteCurve;
+        case Interpolation::HermiteScaled: return kHermiteScaledCurve;
+        case Interpolation::Quadratic: return kQuadraticCurve;
+        case Interpolation::Mitchell: return kMitchellCurve;
+        case Interpolation::CatmullRomHalf: return kCatmullRomHalfCurve;
+        default: return -1;
+    }
+}
+
+// Grey images are sampled directly too: their colours have no alpha on either path.
+SampledPixels PixelsOf(const ImageView& source) {
+    SampledPixels pixels{};
+    pixels.bits = source.bits;
+    pixels.stride = source.stride;
+    pixels.pixelBytes = static_cast<int>(source.PixelBytes());
+    if (!source.Empty()) {
+        pixels.begin = source.BlockBegin();
+        pixels.end = source.BlockEnd();
+    }
+    return pixels;
+}
+
+}  // namespace
+
+Sampler::Sampler(const ImageView& source, int method)
+    : m_kernels(Kernels().Sampling()), m_source(source), m_pixels(PixelsOf(source)), m_method(InterpolationOf(method)),
+      m_taps(TapsOf(m_method)), m_add(m_method == Interpolation::NearestNeighbour ? 0.5f : 0.0f),
+      m_outside(source.Colour(-999, -999)),
+      m_direct(!source.Empty() && (source.bitsPerPixel == 8 || source.Coloured())) {}
+
+Sampler Sampler::Truncating(const ImageView& source) {
+    Sampler sampler(source, static_cast<int>(Interpolation::NearestNeighbour));
+    sampler.m_add = 0;
+    return sampler;
+}
+
+uint32_t Sampler::ColourAt(float x, float y) const {
+    if (m_method == Interpolation::NearestNeighbour) {
+        return m_source.Colour(TruncateToInt(x + m_add), TruncateToInt(y + m_add));
+    }
+    return GetPixelColorInterpolated(m_source.bits, x, y, static_cast<int>(m_source.width),
+                                     static_cast<int>(m_source.height), m_source.stride, static_cast<int>(m_method),
+                                     static_cast<int>(m_source.bitsPerPixel));
+}
+
+// The positions whose taps all lie in an image of `size` columns or rows. The integer bilinear blender has a neighbour
+// after its pixel; truncation towards zero brings everything above -1 to pixel 0.
+Span Sampler::DirectSpan(const float* positions, size_t count, uint32_t size) const {
+    const int64_t after = m_method == Interpolation::IntegerBilinear ? 1 : m_taps / 2;
+    const auto firstCell = static_cast<float>(m_taps / 2 - 1);
+    const auto below = [&](float position) {
+        return m_taps == 1 ? !(position + m_add > -1) : !(position >= firstCell);
+    };
+    const auto above = [&](float position) {
+        const float cell = position + m_add;
+        return !(cell < 2147483648.0f) || int64_t{TruncateToInt(cell)} + after >= int64_t{size};
+    };
+    return SpanBetween(count, [&](size_t k) { return positions[k]; }, below, above, {0, count});
+}
+
+void Sampler::Weigh(const float* positions, float* weights, size_t pitch, size_t count) const {
+    const int curve = CurveOf(m_method);
+    if (curve >= 0) return m_kernels.TapWeights(weights, pitch, positions, count, curve);
+    for (size_t i = 0; i < count; ++i) {
+        const int32_t first = TruncateToInt(positions[i]) - (m_taps / 2 - 1);
+        for (int k = 0; k < m_taps; ++k) {
+            weights[static_cast<size_t>(k) * pitch + i] =
+                TapWeight(m_method, static_cast<float>(first + k) - positions[i]);
+        }
+    }
+}
+
+void Sampler::Accumulate(const SampledPixels& pixels, const TapRun& taps, uint32_t* colours, size_t count) const {
+    if (m_taps == 12) {
+        m_kernels.Accumulate12(colours, &pixels, &taps, count);
+    } else {
+        m_kernels.Accumulate4(colours, &pixels, &taps, count);
+    }
+}
+
+void Sampler::SampleDirect(const float* x, const float* y, uint32_t* colours, size_t count) const {
+    if (m_taps == 1) {
+        m_kernels.NearestRow(colours, &m_pixels, x, y, m_add, count);
+        if (m_method == Interpolation::IntegerBilinear && m_source.bitsPerPixel >= 24) {
+            for (size_t k = 0; k < count; ++k) colours[k] |= 0xFF000000u;
+        }
+        return;
+    }
+    alignas(64) float columns[12 * kRun], rows[12 * kRun];
+    alignas(64) int64_t offsets[kRun];
+    Weigh(x, columns, kRun, count);
+    Weigh(y, rows, kRun, count);
+    m_kernels.TapOffsets(offsets, &m_pixels, x, y, m_taps / 2 - 1, count);
+    Accumulate(m_pixels, {offsets, columns, kRun, rows, kRun}, colours, count);
+}
+
+// Positions that are not all direct. A pixel that is taken alone and not direct is an outside one.
+void Sampler::SampleSlowly(const float* x, const float* y, uint32_t* colours, size_t count) const {
+    if (m_direct && m_method == Interpolation::NearestNeighbour) {
+        std::fill_n(colours, count, m_outside);
+    } else {
+        for (size_t k = 0; k < count; ++k) colours[k] = ColourAt(x[k], y[k]);
+    }
+}
+
+void Sampler::Sample(const float* x, const float* y, uint32_t* colours, size_t count) const {
+    const Span span = m_direct ? Intersection(DirectSpan(x, count, m_source.width),
+                                              DirectSpan(y, count, m_source.height))
+                               : Span{};
+    SampleSlowly(x, y, colours, span.first);
+    const size_t direct = span.last - span.first;
+    if (direct > 0) SampleDirect(x + span.first, y + span.first, colours + span.first, direct);
+    SampleSlowly(x + span.last, y + span.last, colours + span.last, count - span.last);
+}
+
+GridSampler::GridSampler(const ImageView& source, int method, const float* columns, size_t count)
+    : m_sampler(source, method), m_columns(columns), m_count(count),
+      m_scratch(uint64_t{count} * (sizeof(int64_t) + 12 * sizeof(float))), m_offsets(m_scratch.As<int64_t>()),
+      m_weights(reinterpret_cast<float*>(m_offsets + count)) {
+    if (!Ready() || !m_sampler.m_direct) return;
+    m_span = m_sampler.DirectSpan(columns, count, source.width);
+    if (IsPointMethod(m_sampler.m_method)) return;
+    const size_t direct = m_span.last - m_span.first;
+    m_sampler.Weigh(columns + m_span.first, m_weights + m_span.first, count, direct);
+    const SampledPixels row{source.bits, 0, nullptr, nullptr, static_cast<int>(source.PixelBytes())};
+    m_sampler.m_kernels.TapOffsets(m_offsets + m_span.first, &row, columns + m_span.first, columns + m_span.first,
+                                   m_sampler.m_taps / 2 - 1, direct);
+}
+
+void GridSampler::Sample(float y, size_t first, uint32_t* colours, size_t count) const {
+    const Sampler& sampler = m_sampler;
+    float rows[Sampler::kRun];
+    std::fill_n(rows, count, y);
+    if (IsPointMethod(sampler.m_method)) return sampler.Sample(m_columns + first, rows, colours, count);
+
+    const Span direct = sampler.m_direct ? sampler.DirectSpan(&y, 1, sampler.m_source.height) : Span{};
+    const Span span = direct.first < direct.last ? Intersection(m_span, {first, first + count}) : Span{first, first};
+    for (size_t k = first; k < span.first; ++k) colours[k - first] = sampler.ColourAt(m_columns[k], y);
+    if (span.first < span.last) {
+        // The row's weights, repeated for every position of the run.
+        alignas(64) float weights[12 * Sampler::kRun];
+        const auto pixels = span.last - span.first;
+        float single[12];
+        sampler.Weigh(&y, single, 1, 1);
+        for (int j = 0; j < sampler.m_taps; ++j) {
+            std::fill_n(weights + static_cast<size_t>(j) * Sampler::kRun, pixels, single[j]);
+        }
+        SampledPixels from = sampler.m_pixels;
+        from.bits = sampler.m_source.Row(TruncateToInt(y) - (sampler.m_taps / 2 - 1));
+        sampler.Accumulate(from, {m_offsets + span.first, m_weights + span.first, m_count, weights, Sampler::kRun},
+                           colours + (span.first - first), pixels);
+    }
+    for (size_t k = span.last; k < first + count; ++k) colours[k - first] = sampler.ColourAt(m_columns[k], y);
+}
+
+}  // namespace vel

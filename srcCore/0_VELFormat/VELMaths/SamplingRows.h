@@ -1,0 +1,112 @@
+// Sampling of whole runs of positions: the span of a run whose taps all lie in the image goes through row kernels, the
+// rest through GetPixelColorInterpolated. The colours are those of GetPixelColorInterpolated throughout.
+#pragma once
+
+#include <algorithm>
+
+#include "Kernels/Kernels.h"
+#include "Sampling.h"
+
+namespace vel {
+
+// A run of indices, empty when first == last.
+struct Span {
+    size_t first = 0, last = 0;
+};
+
+// First index of [from, count) at which `holds` is true, for a predicate that is false up to some index and true from
+// there on. `hint` is where to look first: the cost grows with the logarithm of the distance.
+template <class Predicate>
+size_t FirstIndex(size_t from, size_t count, size_t hint, Predicate holds) {
+    size_t low = from, high = count, step = 1;  // false before low, true from high on
+    hint = std::min(std::max(hint, from), count);
+    if (hint < count && !holds(hint)) {
+        for (low = hint + 1; low + step < count && !holds(low + step); step *= 2) low += step + 1;
+        high = std::min(low + step, count);
+    } else {
+        for (high = hint; high - from > step && holds(high - step); step *= 2) high -= step;
+        low = high - from > step ? high - step + 1 : from;
+    }
+    while (low < high) {
+        const size_t middle = low + (high - low) / 2;
+        if (holds(middle)) {
+            high = middle;
+        } else {
+            low = middle + 1;
+        }
+    }
+    return low;
+}
+
+// The indices of a monotone sequence `at(k)`, k < count, whose values are neither `below` nor `above`: the one holds on
+// the low side of the sequence alone, the other on its high side. `hint` is the span of a similar sequence.
+template <class Sequence, class Below, class Above>
+Span SpanBetween(size_t count, Sequence at, Below below, Above above, Span hint = {}) {
+    if (count == 0) return {};
+    const bool rising = at(0) <= at(count - 1);
+    const size_t first =
+        FirstIndex(0, count, hint.first, [&](size_t k) { return rising ? !below(at(k)) : !above(at(k)); });
+    const size_t last =
+        FirstIndex(first, count, hint.last, [&](size_t k) { return rising ? above(at(k)) : below(at(k)); });
+    return {first, last};
+}
+
+inline Span Intersection(const Span& a, const Span& b) {
+    const size_t first = std::max(a.first, b.first), last = std::min(a.last, b.last);
+    return first < last ? Span{first, last} : Span{first, first};
+}
+
+// What is sampled, and how.
+class Sampler {
+public:
+    static constexpr size_t kRun = 128;
+
+    Sampler(const ImageView& source, int method);
+    // Takes the pixel at the truncated position, as the nearest-neighbour method would without adding a half.
+    static Sampler Truncating(const ImageView& source);
+
+    // colours[k] = the colour at (x[k], y[k]) for at most kRun positions that are monotone in x and in y.
+    void Sample(const float* x, const float* y, uint32_t* colours, size_t count) const;
+
+private:
+    friend class GridSampler;
+
+    uint32_t ColourAt(float x, float y) const;
+    Span DirectSpan(const float* positions, size_t count, uint32_t size) const;
+    void SampleSlowly(const float* x, const float* y, uint32_t* colours, size_t count) const;
+    void SampleDirect(const float* x, const float* y, uint32_t* colours, size_t count) const;
+    // weights[k * pitch + i] = the weight of tap k around positions[i]. Direct positions only.
+    void Weigh(const float* positions, float* weights, size_t pitch, size_t count) const;
+    void Accumulate(const SampledPixels& pixels, const TapRun& taps, uint32_t* colours, size_t count) const;
+
+    const SamplingKernels& m_kernels;
+    ImageView m_source;
+    SampledPixels m_pixels;
+    Interpolation m_method;
+    int m_taps;
+    float m_add = 0;           // before truncation, for the methods that take one pixel
+    uint32_t m_outside;        // the colour beyond the image
+    bool m_direct;             // there are row kernels for the depth
+};
+
+// Samples the crossings of a grid whose columns are the same in every row.
+class GridSampler {
+public:
+    // `columns` are monotone and outlive the sampler. Not usable when Ready() is false: no memory.
+    GridSampler(const ImageView& source, int method, const float* columns, size_t count);
+    bool Ready() const { return m_scratch.Data() != nullptr; }
+
+    // The colours of one row, at most kRun of them from column `first` on.
+    void Sample(float y, size_t first, uint32_t* colours, size_t count) const;
+
+private:
+    Sampler m_sampler;
+    const float* m_columns;
+    size_t m_count;
+    Span m_span;  // columns whose taps lie in the image
+    ScratchBuffer m_scratch;
+    int64_t* m_offsets;
+    float* m_weights;
+};
+
+}  // namespace vel

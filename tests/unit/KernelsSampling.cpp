@@ -1,0 +1,149 @@
+#include <algorithm>
+
+#include "unit/KernelCheck.h"
+
+namespace {
+
+float* Positions(test::KernelRun& run, size_t count, double low, double high) {
+    float* positions = run.In<float>(count);
+    for (size_t k = 0; k < count; ++k) {
+        const bool whole = run.random.Chance(20);
+        const double at = run.random.Real(low, high);
+        positions[k] = static_cast<float>(whole ? static_cast<double>(static_cast<int>(at)) : at);
+        // Rounding to single precision must not reach the upper end.
+        if (static_cast<double>(positions[k]) >= high) positions[k] = static_cast<float>(low);
+    }
+    return positions;
+}
+
+struct RandomPixels {
+    vel::SampledPixels view;
+    int width, height;
+};
+
+// An image of at least `least` columns and rows, in either row order, that ends where its buffer does.
+RandomPixels Pixels(test::KernelRun& run, int least) {
+    const int pixelBytes = run.random.Pick({1, 3, 4});
+    const int width = run.random.Int(least, least + 40), height = run.random.Int(least, least + 12);
+    const ptrdiff_t pitch = width * pixelBytes + run.random.Int(0, 5);
+    const ptrdiff_t size = (height - 1) * pitch + width * pixelBytes;
+    uint8_t* block = run.In(static_cast<size_t>(size));
+    const bool bottomUp = run.random.Chance(50);
+    const uint8_t* bits = bottomUp ? block + (height - 1) * pitch : block;
+    return {{bits, bottomUp ? -pitch : pitch, block, block + size, pixelBytes}, width, height};
+}
+
+template <class Kernel>
+void CheckAccumulation(Kernel kernel, test::KernelRun& run, int taps) {
+    const RandomPixels pixels = Pixels(run, taps);
+    int64_t* offsets = run.In<int64_t>(run.count);
+    for (size_t k = 0; k < run.count; ++k) {
+        const int column = run.random.Int(0, pixels.width - taps), row = run.random.Int(0, pixels.height - taps);
+        offsets[k] = row * pixels.view.stride + column * pixels.view.pixelBytes;
+    }
+    const size_t columnPitch = run.count + static_cast<size_t>(run.random.Int(0, 9));
+    const size_t rowPitch = run.count + static_cast<size_t>(run.random.Int(0, 9));
+    float* columns = run.In<float>(columnPitch * static_cast<size_t>(taps));
+    float* rows = run.In<float>(rowPitch * static_cast<size_t>(taps));
+    for (size_t i = 0; i < columnPitch * static_cast<size_t>(taps); ++i) {
+        columns[i] = static_cast<float>(run.random.Real(-0.4, 0.8));
+    }
+    for (size_t i = 0; i < rowPitch * static_cast<size_t>(taps); ++i) {
+        rows[i] = static_cast<float>(run.random.Real(-0.4, 0.8));
+    }
+    uint32_t* colours = run.Out<uint32_t>(run.count);
+    run.Filled();
+    const vel::TapRun tapRun{offsets, columns, columnPitch, rows, rowPitch};
+    kernel(colours, &pixels.view, &tapRun, run.count);
+}
+
+}  // namespace
+
+VEL_CHECK(Sampling, TurnRow) {
+    float *x = run.Out<float>(run.count), *y = run.Out<float>(run.count);
+    const float* columns = Positions(run, run.count, -300, 3000);
+    run.Filled();
+    const auto cosine = static_cast<float>(run.random.Real(-1, 1)), sine = static_cast<float>(run.random.Real(-1, 1));
+    const vel::TurnTerms turn{cosine, sine, run.random.Chance(50) ? 0.0f : 960.5f, 12.25f};
+    kernel(x, y, columns, static_cast<float>(run.random.Real(-3000, 3000)), &turn, run.count);
+}
+
+VEL_CHECK(Sampling, AddRow) {
+    float* sums = run.Out<float>(run.count);
+    const float* values = Positions(run, run.count, -3000, 3000);
+    run.Filled();
+    kernel(sums, values, static_cast<float>(run.random.Real(-300, 300)), run.count);
+}
+
+VEL_CHECK(Sampling, NearestRow) {
+    const RandomPixels pixels = Pixels(run, 1);
+    const float add = run.random.Pick({0.0f, 0.5f});
+    const float* x = Positions(run, run.count, 0, pixels.width - static_cast<double>(add));
+    const float* y = Positions(run, run.count, 0, pixels.height - static_cast<double>(add));
+    uint32_t* colours = run.Out<uint32_t>(run.count);
+    run.Filled();
+    kernel(colours, &pixels.view, x, y, add, run.count);
+}
+
+VEL_CHECK(Sampling, TapOffsets) {
+    const RandomPixels pixels = Pixels(run, 12);
+    const float* x = Positions(run, run.count, 5, 3000);
+    const float* y = Positions(run, run.count, 5, 3000);
+    int64_t* offsets = run.Out<int64_t>(run.count);
+    run.Filled();
+    kernel(offsets, &pixels.view, x, y, run.random.Pick({1, 5}), run.count);
+}
+
+VEL_CHECK(Sampling, TapWeights) {
+    const size_t pitch = run.count + static_cast<size_t>(run.random.Int(0, 9));
+    float* weights = run.InOut<float>(4 * pitch);
+    const float* positions = Positions(run, run.count, 1, run.random.Pick({3.0, 300.0, 3e6}));
+    run.Filled();
+    kernel(weights, pitch, positions, run.count, run.random.Int(0, vel::kCatmullRomHalfCurve));
+}
+
+VEL_CHECK(Sampling, Accumulate4) { CheckAccumulation(kernel, run, 4); }
+VEL_CHECK(Sampling, Accumulate12) { CheckAccumulation(kernel, run, 12); }
+
+VEL_CHECK(Sampling, OpaqueRow) {
+    uint32_t* colours = run.InOut<uint32_t>(run.count);
+    for (size_t k = 0; k < run.count; k += 3) colours[k] = (colours[k] & 0x00FFFFFF) | 0x01000000;
+    run.Filled();
+    kernel(colours, run.count);
+}
+
+VEL_CHECK(Sampling, StoreRow24) {
+    uint8_t* dst = run.Out(run.count * 3);
+    kernel(dst, run.In<uint32_t>(run.count), run.count);
+}
+
+VEL_CHECK(Sampling, StoreRow8) {
+    uint8_t* dst = run.Out(run.count);
+    kernel(dst, run.In<uint32_t>(run.count), run.count);
+}
+
+VEL_CHECK(Sampling, BlendRow) {
+    const int pixelBytes = run.random.Pick({3, 4});
+    uint8_t* dst = run.InOut(run.count * static_cast<size_t>(pixelBytes));
+    uint32_t* colours = run.In<uint32_t>(run.count);
+    for (size_t k = 0; k < run.count; ++k) {
+        const uint32_t alpha = run.random.Pick({0u, 255u, colours[k] >> 24});
+        colours[k] = (colours[k] & 0x00FFFFFF) | alpha << 24;
+    }
+    run.Filled();
+    kernel(dst, pixelBytes, colours, run.count);
+}
+
+VEL_CHECK(Sampling, KeyedRow) {
+    const int pixelBytes = run.random.Pick({3, 4});
+    uint8_t* dst = run.InOut(run.count * static_cast<size_t>(pixelBytes));
+    uint32_t* colours = run.In<uint32_t>(run.count);
+    const auto key = static_cast<uint32_t>(run.random.Bits() & 0x00FFFFFF);
+    for (size_t k = 0; k < run.count; ++k) {
+        if (run.random.Chance(40)) colours[k] = (colours[k] & 0xFF000000) | key;
+    }
+    run.Filled();
+    kernel(dst, pixelBytes, colours, run.random.Chance(10) ? key | 0x01000000 : key, run.count);
+}
+
+VEL_CHECK_FAMILY(Sampling, VEL_SAMPLING_KERNELS)
