@@ -120,9 +120,10 @@ TEST_F(GeoDepth, MatchesTheReference) {
 
 TEST_F(GeoDepth, LargeImages) {
     test::Random random(3);
-    for (const auto& [from, to] : {std::pair{8u, 24}, std::pair{8u, 32}, std::pair{24u, 32}}) {
+    for (const auto& [from, to] : {std::pair{8u, 24}, std::pair{8u, 32}, std::pair{24u, 32}, std::pair{4u, 24},
+                                   std::pair{1u, 32}}) {
         for (const size_t entries : {0u, 7u, 256u}) {
-            ref::Image image = test::RandomImage(random, 1999, 7, 1, from, ref::kBgr);
+            ref::Image image = test::RandomImage(random, 19990, 3, 1, from, ref::kBgr);
             image.palette.resize(entries);
             for (ref::Quad& entry : image.palette) entry = {random.Byte(), random.Byte(), random.Byte(), random.Byte()};
             EXPECT_TRUE(test::SameBytes(*ref::IncreaseBpp(image, to, ref::kBgr, host).image,

@@ -3,6 +3,7 @@
 
 #include <cmath>
 #include <limits>
+#include <vector>
 
 #include "BresenhamLine.h"
 #include "Sampling.h"
@@ -198,6 +199,38 @@ TEST_F(GeoSampling, MatchesTheReference) {
             const int column = random.Int(-3, static_cast<int>(image.width) + 2);
             const int row = random.Int(-3, static_cast<int>(image.height) + 2);
             ASSERT_EQ(Bilinear(host, column, row), ref::GetBilinearColor(image, column, row)) << column << ", " << row;
+        }
+    });
+}
+
+// Rows of positions at once, as the operations sample them: steady walks, jumps, in and out of the image.
+TEST_F(GeoSampling, RowsOfPositionsMatchTheReference) {
+    test::RandomCases(300, [&](test::Random& random) {
+        const ref::Image image = test::RandomImage(random, {.largestWidth = 60, .largestHeight = 40});
+        SCOPED_TRACE(test::Describe(image));
+        const auto host = TestImage::New(image, static_cast<size_t>(random.Int(0, 9)));
+        const int method = random.Int(-1, 16);
+        const vel::Sampler sampler(vel::ViewOf(host.Get()), method);
+        const size_t count = static_cast<size_t>(random.Pick({0, 1, 2, 7, 16, 31, 100, 300}));
+        std::vector<float> x(count), y(count);
+        const bool jumps = random.Chance(30);
+        float stepX = static_cast<float>(random.Real(-1.2, 1.2)), stepY = static_cast<float>(random.Real(-0.5, 0.5));
+        if (random.Chance(20)) stepX = 1.0f, stepY = 0.0f;
+        float nextX = static_cast<float>(random.Int(-10, static_cast<int>(image.width) + 8));
+        float nextY = static_cast<float>(random.Real(-9.0, image.height + 9.0));
+        for (size_t k = 0; k < count; ++k) {
+            if (jumps) {
+                nextX = static_cast<float>(random.Int(-18, 2 * static_cast<int>(image.width) + 18)) / 2.0f;
+                nextY = static_cast<float>(random.Real(-9.0, image.height + 9.0));
+            }
+            x[k] = nextX, y[k] = nextY;
+            nextX += stepX, nextY += stepY;
+        }
+        std::vector<uint32_t> colours(count, 0xDEADBEEF);
+        sampler.Sample(x.data(), y.data(), colours.data(), count);
+        for (size_t k = 0; k < count; ++k) {
+            ASSERT_EQ(colours[k], ref::GetPixelColorInterpolated(image, x[k], y[k], method))
+                << std::hexfloat << "method " << method << " at " << x[k] << ", " << y[k] << ", number " << k;
         }
     });
 }
