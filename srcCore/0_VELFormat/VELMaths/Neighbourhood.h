@@ -16,6 +16,9 @@ uint32_t SampleBytes(const ImageView& image);
 // A window operation computes pixels: the image has some, and `target` can take them.
 bool HasWork(const ImageView& source, const ImageView& target);
 
+// Bytes of an array for ScratchBuffer; more than any memory holds when the product overflows.
+uint64_t ArrayBytes(uint64_t count, uint64_t bytesEach);
+
 // How far a window reaches from its pixel in each direction, in pixels.
 struct Window {
     int64_t left, right, above, below;
@@ -29,31 +32,52 @@ struct Window {
     Window ClippedTo(const ImageView& image) const;
 };
 
-// The rows of an image as samples, each widened to the window's reach and followed by slack that vectors may touch.
-// Rows are asked for in ascending order; the last Window::Rows() of them stay valid.
-class PaddedRows {
+// The rows of an image as samples, and the rows above and below it.
+class SampleRows {
 public:
-    static constexpr size_t kSlack = 64;  // bytes before and after a padded row that may be read
-
-    PaddedRows(const ImageView& image, const Window& window);
+    // The last `kept` rows asked for stay valid; rows are asked for in ascending order.
+    SampleRows(const ImageView& image, int64_t kept);
     // False when there was no memory; nothing else may be called then.
-    bool Ready() const { return m_ring.Data() && m_outside.Data(); }
-    // First sample of row y, from -above to height + below - 1.
+    bool Ready() const { return m_outside.Data() && m_unpacked.Data(); }
+    // The `width` samples of row y, which may lie in the image itself.
     const uint8_t* Row(int64_t y);
+    // Alphas of `count` samples of row y from column x (0 or more) on, into a row of 4-byte pixels.
+    void CopyAlpha(uint8_t* dst, int64_t y, int64_t x, int64_t count);
+    // `count` samples of row y from column x on, those outside included.
+    void CopySamples(uint8_t* dst, int64_t y, int64_t x, int64_t count);
     uint32_t OutsideColour() const { return m_outsideColour; }
+    // Samples as they lie outside.
+    void FillOutside(uint8_t* dst, int64_t samples) const;
 
 private:
-    uint8_t* Slot(int64_t y) const { return m_ring.Data() + static_cast<size_t>(y % m_slots) * m_pitch + m_before; }
-    void Load(int64_t y);
-
     ImageView m_image;
-    Window m_window;
     uint32_t m_sampleBytes;
     uint32_t m_outsideColour;
-    size_t m_before;  // bytes from the start of a slot to its first sample
-    size_t m_pitch;
+    bool m_packed;  // 1 and 4 bits: rows are unpacked into a ring
     int64_t m_slots;
-    int64_t m_next = 0;  // the first row that is not loaded yet
+    int64_t m_next = 0;  // the first row that is not unpacked yet
+    ScratchBuffer m_outside, m_unpacked;
+};
+
+// The rows of an image as samples, each widened to the window's reach. Rows are asked for in ascending order; the last
+// Window::Rows() of them stay valid.
+class PaddedRows {
+public:
+    PaddedRows(const ImageView& image, const Window& window);
+    bool Ready() const { return m_rows.Ready() && m_ring.Data() && m_outside.Data(); }
+    // First sample of row y, from -above to height + below - 1.
+    const uint8_t* Row(int64_t y);
+    uint32_t OutsideColour() const { return m_rows.OutsideColour(); }
+
+private:
+    uint8_t* Slot(int64_t y) const { return m_ring.Data() + static_cast<size_t>(y % m_slots) * m_pitch; }
+
+    SampleRows m_rows;
+    int64_t m_height;  // rows inside the image
+    size_t m_before;   // bytes from the start of a slot to its first sample
+    size_t m_rowBytes, m_pitch;
+    int64_t m_slots;
+    int64_t m_next = 0;  // the first row that is not there yet
     ScratchBuffer m_ring, m_outside;
 };
 

@@ -2,38 +2,349 @@
 
 static inline uint8_t Lesser(uint8_t a, uint8_t b) { return a < b ? a : b; }
 static inline uint8_t Greater(uint8_t a, uint8_t b) { return a > b ? a : b; }
+static inline uint8_t Difference(uint8_t a, uint8_t b) { return static_cast<uint8_t>(a - b); }
+static inline void Load(uint8_t& v, const uint8_t* p) { v = *p; }
+static inline void Store(uint8_t* p, uint8_t v) { *p = v; }
 
-static void MinRow(uint8_t* dst, const uint8_t* a, const uint8_t* b, size_t count) {
-    for (size_t i = 0; i < count; ++i) dst[i] = Lesser(a[i], b[i]);
+#if VEL_VECTOR
+static inline Bytes Lesser(Bytes a, Bytes b) { return Min8(a, b); }
+static inline Bytes Greater(Bytes a, Bytes b) { return Max8(a, b); }
+static inline Bytes Difference(Bytes a, Bytes b) { return VEL_BYTES_OP(sub_epi8)(a, b); }
+static inline void Load(Bytes& v, const uint8_t* p) { v = LoadBytes(p); }
+static inline void Store(uint8_t* p, Bytes v) { StoreBytes(p, v); }
+#endif
+
+// n rows, and their extremes at one place; T is a byte or a vector of bytes.
+template <int n>
+struct Rows {
+    const uint8_t* row[n];
+    explicit Rows(const uint8_t* const* rows) {
+        for (int j = 0; j < n; ++j) row[j] = rows[j];
+    }
+    template <class T>
+    void Extremes(T& least, T& greatest, size_t i) const {
+        Load(least, row[0] + i);
+        greatest = least;
+        for (int j = 1; j < n; ++j) {
+            T value;
+            Load(value, row[j] + i);
+            least = Lesser(least, value);
+            greatest = Greater(greatest, value);
+        }
+    }
+    template <class T>
+    T Least(size_t i) const {
+        T least, unused;
+        Extremes(least, unused, i);
+        return least;
+    }
+    template <class T>
+    T Greatest(size_t i) const {
+        T unused, greatest;
+        Extremes(unused, greatest, i);
+        return greatest;
+    }
+};
+
+// Takes step.operator()<T>(i) to every place of a row: by whole vectors, of which the last may overlap the one before,
+// since no destination is a source; byte by byte where the row is shorter than a vector.
+template <class Step>
+static inline void ForPlaces(size_t count, Step step) {
+#if VEL_VECTOR
+    if (count >= kVectorBytes) {
+        size_t i = 0;
+        for (; i + kVectorBytes <= count; i += kVectorBytes) step.template operator()<Bytes>(i);
+        if (i < count) step.template operator()<Bytes>(count - kVectorBytes);
+        return;
+    }
+#endif
+    for (size_t i = 0; i < count; ++i) step.template operator()<uint8_t>(i);
 }
 
-static void MaxRow(uint8_t* dst, const uint8_t* a, const uint8_t* b, size_t count) {
-    for (size_t i = 0; i < count; ++i) dst[i] = Greater(a[i], b[i]);
+// Calls body.operator()<n>(), so that the loops over rows are unrolled.
+template <class Body>
+static inline void WithRows(int n, Body body) {
+    static_assert(kMostRows == 5);
+    switch (n) {
+        case 1: body.template operator()<1>(); break;
+        case 2: body.template operator()<2>(); break;
+        case 3: body.template operator()<3>(); break;
+        case 4: body.template operator()<4>(); break;
+        default: body.template operator()<5>(); break;
+    }
 }
 
-static void SpreadRow(uint8_t* dst, const uint8_t* high, const uint8_t* low, size_t count) {
-    for (size_t i = 0; i < count; ++i) dst[i] = static_cast<uint8_t>(high[i] - low[i]);
+static void LeastOfRows(uint8_t* dst, const uint8_t* const* rows, int n, size_t count) {
+    WithRows(n, [=]<int known>() {
+        const Rows<known> all(rows);
+        ForPlaces(count, [=]<class T>(size_t i) { Store(dst + i, all.template Least<T>(i)); });
+    });
+}
+
+static void GreatestOfRows(uint8_t* dst, const uint8_t* const* rows, int n, size_t count) {
+    WithRows(n, [=]<int known>() {
+        const Rows<known> all(rows);
+        ForPlaces(count, [=]<class T>(size_t i) { Store(dst + i, all.template Greatest<T>(i)); });
+    });
+}
+
+// The rows before the last one of the first window are each in some windows only; the extremes from each of them on
+// wait in registers while the window moves down. So `windows` windows cost windows + run - 1 reads.
+template <int windows, class T, class Pick>
+static inline void WindowsAt(uint8_t* const* dst, const uint8_t* const* rows, size_t run, size_t i, Pick pick) {
+    T from[windows], value;
+    for (int w = windows - 2; w >= 0; --w) {
+        Load(from[w], rows[w] + i);
+        if (w < windows - 2) from[w] = pick(from[w], from[w + 1]);
+    }
+    T common;
+    Load(common, rows[windows - 1] + i);
+    for (size_t j = windows; j < run; ++j) {
+        Load(value, rows[j] + i);
+        common = pick(common, value);
+    }
+    for (int w = 0; w < windows - 1; ++w) {
+        Store(dst[w] + i, pick(from[w], common));
+        Load(value, rows[run + static_cast<size_t>(w)] + i);
+        common = pick(common, value);
+    }
+    Store(dst[windows - 1] + i, common);
+}
+
+template <class Body>
+static inline void WithWindows(int windows, Body body) {
+    static_assert(kMostWindows == 16);
+    switch (windows) {
+        case 1: body.template operator()<1>(); break;
+        case 2: body.template operator()<2>(); break;
+        case 4: body.template operator()<4>(); break;
+        case 8: body.template operator()<8>(); break;
+        default: body.template operator()<16>(); break;
+    }
+}
+
+static void ExtremesOfWindows(uint8_t* const* low, uint8_t* const* high, const uint8_t* const* rows, int windows,
+                              size_t run, size_t count) {
+    WithWindows(windows, [=]<int known>() {
+        ForPlaces(count, [=]<class T>(size_t i) {
+            if (low) WindowsAt<known, T>(low, rows, run, i, [](T a, T b) { return Lesser(a, b); });
+            if (high) WindowsAt<known, T>(high, rows, run, i, [](T a, T b) { return Greater(a, b); });
+        });
+    });
+}
+
+static void SpreadOfRows(uint8_t* dst, const uint8_t* const* lows, const uint8_t* const* highs, int n, size_t count) {
+    WithRows(n, [=]<int known>() {
+        const Rows<known> low(lows), high(highs);
+        ForPlaces(count, [=]<class T>(size_t i) {
+            Store(dst + i, Difference(high.template Greatest<T>(i), low.template Least<T>(i)));
+        });
+    });
+}
+
+static inline uint8_t Complement(uint8_t v) { return static_cast<uint8_t>(~v); }
+
+#if VEL_AVX512
+// Runs are doubled in registers: the extremes of 2 bytes, of those 4, and so on, the last time by less. Each time a
+// vector meets itself shifted by some bytes, which brings in bytes of the vector to its right; vectors are taken from
+// the row's end, so that one is at hand.
+constexpr int kMostShifts = 7;
+constexpr size_t kFarthestShift = 64;
+
+struct Shifts {
+    int count = 0;
+    size_t covered = 1;
+    uint8_t bytes[kMostShifts];
+    Shifts(size_t run, size_t step) {
+        while (covered < run && count < kMostShifts) {
+            const size_t by = run - covered < covered ? run - covered : covered;
+            if (by * step > kFarthestShift) break;
+            bytes[count++] = static_cast<uint8_t>(by * step);
+            covered += by;
+        }
+    }
+};
+
+template <int n>
+struct ShiftPlaces {
+    Bytes place[n];  // byte i of a vector shifted, as a place in the pair of it and the vector to its right
+    explicit ShiftPlaces(const Shifts& shifts) {
+        uint8_t own[64];
+        for (int i = 0; i < 64; ++i) own[i] = static_cast<uint8_t>(i);
+        const Bytes unshifted = LoadBytes(own);
+        for (int k = 0; k < n; ++k) place[k] = _mm512_add_epi8(unshifted, Splat8(shifts.bytes[k]));
+    }
+};
+
+struct PickLesser {
+    static Bytes Of(Bytes a, Bytes b) { return Lesser(a, b); }
+};
+struct PickGreater {
+    static Bytes Of(Bytes a, Bytes b) { return Greater(a, b); }
+};
+
+// The row `src`, from its end; Next() is the run's extremes at the vector before.
+template <int n, class Pick>
+struct BackwardRuns {
+    const uint8_t* src;
+    size_t bytes;
+    Bytes right[n];
+    BackwardRuns(const uint8_t* row, size_t rowBytes) : src(row), bytes(rowBytes) {
+        for (int k = 0; k < n; ++k) right[k] = Splat8(0);
+    }
+    Bytes At(size_t i, const ShiftPlaces<n>& places) {
+        Bytes v = i + 64 <= bytes ? LoadBytes(src + i) : _mm512_maskz_loadu_epi8(FirstBytes(bytes - i), src + i);
+        for (int k = 0; k < n; ++k) {
+            const Bytes shifted = _mm512_permutex2var_epi8(v, places.place[k], right[k]);
+            right[k] = v;
+            v = Pick::Of(v, shifted);
+        }
+        return v;
+    }
+};
+
+static inline void StoreFirst(uint8_t* dst, size_t i, size_t count, Bytes v) {
+    if (i + 64 <= count) {
+        StoreBytes(dst + i, v);
+    } else if (i < count) {
+        _mm512_mask_storeu_epi8(dst + i, FirstBytes(count - i), v);
+    }
+}
+
+template <class Body>
+static inline void WithShifts(int n, Body body) {
+    static_assert(kMostShifts == 7);
+    switch (n) {
+        case 1: body.template operator()<1>(); break;
+        case 2: body.template operator()<2>(); break;
+        case 3: body.template operator()<3>(); break;
+        case 4: body.template operator()<4>(); break;
+        case 5: body.template operator()<5>(); break;
+        case 6: body.template operator()<6>(); break;
+        case 7: body.template operator()<7>(); break;
+        default: break;
+    }
+}
+
+template <class Pick>
+static void ExtremesOfRuns(uint8_t* dst, const uint8_t* src, size_t run, size_t step, size_t count) {
+    const Shifts shifts(run, step);
+    const size_t bytes = count + (run - 1) * step;
+    WithShifts(shifts.count, [=, &shifts]<int n>() {
+        const ShiftPlaces<n> places(shifts);
+        BackwardRuns<n, Pick> runs(src, bytes);
+        for (size_t i = (bytes + 63) / 64 * 64; i > 0;) {
+            i -= 64;
+            StoreFirst(dst, i, count, runs.At(i, places));
+        }
+    });
+}
+#endif
+
+static size_t CoveredRun(size_t run, size_t step) {
+#if VEL_AVX512
+    return Shifts(run, step).covered;
+#else
+    (void)step;
+    return run <= kMostRows ? run : kMostRows - 1;
+#endif
+}
+
+// Views of a row, each a step further.
+struct ShiftedRows {
+    const uint8_t* row[kMostRows];
+    ShiftedRows(const uint8_t* src, size_t run, size_t step) {
+        for (size_t j = 0; j < run; ++j) row[j] = src + j * step;
+    }
+};
+
+static void LeastOfRuns(uint8_t* dst, const uint8_t* src, size_t run, size_t step, size_t count) {
+#if VEL_AVX512
+    if (run > 1) return ExtremesOfRuns<PickLesser>(dst, src, run, step, count);
+#endif
+    LeastOfRows(dst, ShiftedRows(src, run, step).row, static_cast<int>(run), count);
+}
+
+static void GreatestOfRuns(uint8_t* dst, const uint8_t* src, size_t run, size_t step, size_t count) {
+#if VEL_AVX512
+    if (run > 1) return ExtremesOfRuns<PickGreater>(dst, src, run, step, count);
+#endif
+    GreatestOfRows(dst, ShiftedRows(src, run, step).row, static_cast<int>(run), count);
+}
+
+static void SpreadOfRuns(uint8_t* dst, const uint8_t* low, const uint8_t* high, size_t run, size_t step, size_t count) {
+#if VEL_AVX512
+    const Shifts shifts(run, step);
+    const size_t bytes = count + (run - 1) * step;
+    if (run > 1) {
+        WithShifts(shifts.count, [=, &shifts]<int n>() {
+            const ShiftPlaces<n> places(shifts);
+            BackwardRuns<n, PickLesser> lows(low, bytes);
+            BackwardRuns<n, PickGreater> highs(high, bytes);
+            for (size_t i = (bytes + 63) / 64 * 64; i > 0;) {
+                i -= 64;
+                StoreFirst(dst, i, count, Difference(highs.At(i, places), lows.At(i, places)));
+            }
+        });
+        return;
+    }
+#endif
+    const int n = static_cast<int>(run);
+    SpreadOfRows(dst, ShiftedRows(low, run, step).row, ShiftedRows(high, run, step).row, n, count);
 }
 
 // One step of the contour rule: the neighbour takes the mark's place when its excess over the centre is greater than
 // the mark itself, which is a neighbour's value and not an excess. So the order of the steps matters.
 static inline uint8_t Marked(uint8_t mark, uint8_t neighbour, uint8_t centre) {
-    const uint8_t excess = static_cast<uint8_t>(Greater(neighbour, centre) - centre);
-    return excess > mark ? neighbour : mark;
+    return Greater(neighbour, centre) - centre > mark ? neighbour : mark;
+}
+#if VEL_VECTOR
+static inline Bytes Complement(Bytes v) { return Xor(v, Splat8(-1)); }
+static inline Bytes Marked(Bytes mark, Bytes neighbour, Bytes centre) {
+    const Bytes excess = SubtractSaturated(neighbour, centre);
+#if VEL_AVX512
+    return _mm512_mask_mov_epi8(mark, _mm512_cmpgt_epu8_mask(excess, mark), neighbour);
+#else
+    // Where the excess is not above the mark, their difference is 0. Where it is, so is the neighbour.
+    const Bytes kept = VEL_BYTES_OP(cmpeq_epi8)(SubtractSaturated(excess, mark), Splat8(0));
+    return Greater(mark, SubtractSaturated(neighbour, kept));
+#endif
+}
+#endif
+
+// The fourth byte of pixels of four is the centre's own.
+static inline uint8_t WithAlpha(uint8_t colour, uint8_t centre, size_t i) { return i % 4 == 3 ? centre : colour; }
+#if VEL_VECTOR
+static inline Bytes WithAlpha(Bytes colours, Bytes centre, size_t) {
+    const Bytes alpha = Splat32(static_cast<int>(0xFF000000u));
+    return Or(And(colours, Complement(alpha)), And(centre, alpha));
+}
+#endif
+
+template <int pixelBytes>
+static inline void ContourRowOf(uint8_t* dst, const uint8_t* above, const uint8_t* row, const uint8_t* below,
+                                size_t count) {
+    const uint8_t* const neighbours[] = {above - pixelBytes, row - pixelBytes, below - pixelBytes, above, below,
+                                         above + pixelBytes, row + pixelBytes, below + pixelBytes};
+    ForPlaces(count, [=]<class T>(size_t i) {
+        T centre, mark, neighbour;
+        Load(centre, row + i);
+        mark = Difference(centre, centre);
+        // Column by column; the centre, having no excess, is left out.
+        for (const uint8_t* from : neighbours) {
+            Load(neighbour, from + i);
+            mark = Marked(mark, neighbour, centre);
+        }
+        const T contour = Complement(mark);
+        Store(dst + i, pixelBytes == 4 ? WithAlpha(contour, centre, i) : contour);
+    });
 }
 
 static void ContourRow(uint8_t* dst, const uint8_t* above, const uint8_t* row, const uint8_t* below, size_t count,
                        size_t pixelBytes) {
-    for (size_t i = 0; i < count; ++i) {
-        const uint8_t centre = row[i];
-        uint8_t mark = 0;
-        for (ptrdiff_t at = -static_cast<ptrdiff_t>(pixelBytes); at <= static_cast<ptrdiff_t>(pixelBytes);
-             at += static_cast<ptrdiff_t>(pixelBytes)) {
-            const ptrdiff_t p = static_cast<ptrdiff_t>(i) + at;
-            mark = Marked(mark, above[p], centre);
-            mark = Marked(mark, row[p], centre);
-            mark = Marked(mark, below[p], centre);
-        }
-        dst[i] = static_cast<uint8_t>(~mark);
+    switch (pixelBytes) {
+        case 1: ContourRowOf<1>(dst, above, row, below, count); break;
+        case 3: ContourRowOf<3>(dst, above, row, below, count); break;
+        default: ContourRowOf<4>(dst, above, row, below, count); break;
     }
 }
