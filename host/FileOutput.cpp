@@ -34,10 +34,8 @@ public:
     // Opens a new file beside `target`, with the permissions that a new file there gets.
     explicit TemporaryFile(const std::filesystem::path& target) : m_target(target) {
         for (int attempt = 0; m_number < 0; ++attempt) {
-            std::string name = ".";
-            name.append(target.filename().string(), 0, 100).append(".").append(Unique()).append(".tmp");
             m_path = target;
-            m_path.replace_filename(name);
+            m_path.replace_filename(Prefix(target, getpid()) + Unique() + kSuffix);
             m_number = open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
             if (m_number < 0 && (errno != EEXIST || attempt == 100)) ThrowSystem(target, "cannot be written", errno);
         }
@@ -59,6 +57,13 @@ public:
             m_slot->taken = false;
         }
     }
+
+    // What the names of a process's temporary files for `target` begin and end with.
+    static std::string Prefix(const std::filesystem::path& target, long process) {
+        std::string name = ".";
+        return name.append(target.filename().string(), 0, 100).append(".").append(std::to_string(process)).append("-");
+    }
+    static constexpr const char* kSuffix = ".tmp";
 
     int Number() const { return m_number; }
 
@@ -93,7 +98,7 @@ public:
 private:
     static std::string Unique() {
         static std::atomic<unsigned> counter{0};
-        return std::to_string(getpid()) + "-" + std::to_string(counter.fetch_add(1));
+        return std::to_string(counter.fetch_add(1));
     }
 
     std::filesystem::path m_target;
@@ -137,7 +142,7 @@ void SyncFolderOf(const std::filesystem::path& path) {
 void WriteFile(const std::filesystem::path& path, std::span<const uint8_t> bytes, bool overwrite, bool sync) {
     // A link is followed, so that the file behind it is replaced and not the link.
     std::filesystem::path target = path;
-    struct stat status{};
+    struct stat status {};
     const bool exists = stat(path.c_str(), &status) == 0;
     if (exists) {
         if (S_ISDIR(status.st_mode)) throw Error(ErrorKind::Access, path.string() + ": is a folder");
@@ -163,6 +168,20 @@ void RemoveTemporaryFiles() noexcept {
     for (Slot& slot : gSlots) {
         if (slot.used) unlink(slot.path);
     }
+}
+
+void RemoveTemporaryFilesOf(const std::filesystem::path& path, long process) noexcept try {
+    std::error_code error;
+    std::filesystem::path target = std::filesystem::canonical(path, error);
+    if (error) target = path;
+    const std::string prefix = TemporaryFile::Prefix(target, process);
+    const auto folder = target.has_parent_path() ? target.parent_path() : std::filesystem::path(".");
+    for (const auto& entry : std::filesystem::directory_iterator(folder, error)) {
+        const std::string name = entry.path().filename().string();
+        if (name.starts_with(prefix) && name.ends_with(TemporaryFile::kSuffix)) unlink(entry.path().c_str());
+    }
+} catch (const std::exception&) {
+    // Without memory or a readable folder the files stay.
 }
 
 }  // namespace velhost

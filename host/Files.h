@@ -138,5 +138,7 @@ void WriteFile(const std::filesystem::path& path, std::span<const uint8_t> bytes
 // Deletes temporary files that WriteFile and SaveFile of this process have not renamed yet. Async-signal-safe: for a
 // handler that ends the process.
 void RemoveTemporaryFiles() noexcept;
+// The same for the file `path` that another process of that number was writing and that was killed.
+void RemoveTemporaryFilesOf(const std::filesystem::path& path, long process) noexcept;
 
 }  // namespace velhost

@@ -95,6 +95,7 @@ class Listings(VelTest):
     def test_examples_of_the_help_are_understood(self):
         """The grammar takes every example line: it fails at most because the picture is not there."""
         import shlex
+        write_png(self.path("other.png"), photo_like(8, 8))
         for operation in json.loads(self.vel("ops", "--json")[0])["operations"]:
             if any(parameter["type"] == "mapping" for parameter in operation["parameters"]):
                 continue

@@ -43,26 +43,28 @@ SmartPtr<Image> Chain::RunStep(const Step& step, SmartPtr<Image> image, FileResu
     return SmartPtr<Image>(made);
 }
 
-FileResult Chain::Process(const std::string& input, const std::string& output, unsigned index) {
+FileResult Chain::Process(const Job& job, unsigned index) {
     FileResult result;
-    result.input = input;
-    result.output = output;
+    result.input = job.input;
+    result.output = job.output;
     const RunOptions& options = m_plan.options;
     try {
-        velhost::Loaded loaded = LoadPicture(input, options.load);
+        velhost::Loaded loaded = LoadPicture(job.input, options.load);
         SmartPtr<Image> image = options.expand ? Expanded(loaded.image) : loaded.image;
         // The generator is the process's; a start of its own makes a file's result independent of the others.
         std::srand(options.seed.value_or(1) + index);
         for (const Step& step : m_plan.steps) image = RunStep(step, std::move(image), &result);
         velhost::SaveOptions save = options.save;
-        save.overwrite = options.overwrite || options.inPlace;
-        if (save.format.empty() && (output == "-" || velhost::FormatOf(output).empty()))
+        save.overwrite = job.replace;
+        if (save.format.empty() && (job.output == "-" || velhost::FormatOf(job.output).empty()))
             save.format = loaded.info.format;
-        SavePicture(*image.Get(), output, save);
+        if (job.makeFolder) MakeFolderOf(job.output);
+        SavePicture(*image.Get(), job.output, save);
         result.width = image->Width();
         result.height = image->Height();
         result.bitsPerPixel = image->BitsPerPixel();
     } catch (const Failure& failure) {
+        result.status = FileResult::Failed;
         result.code = failure.Code();
         result.error = failure.what();
     }

@@ -8,19 +8,11 @@
 
 #include "Grammar.h"
 #include "Module.h"
+#include "Paths.h"
 #include "Picture.h"
+#include "Result.h"
 
 namespace veltool {
-
-// What became of one input.
-struct FileResult {
-    std::string input, output;
-    ExitCode code = kOk;
-    std::string error;                                    // one line, when the code is not kOk
-    std::vector<std::string> notes;                       // one line each
-    std::vector<std::pair<std::string, int64_t>> counts;  // step label, what it counted
-    uint32_t width = 0, height = 0, bitsPerPixel = 0;     // of the output
-};
 
 // The images that steps name besides the piped one; each file is read once.
 class SideImages {
@@ -38,7 +30,7 @@ public:
     Chain(const Plan& plan, velhost::Module& module) : m_plan(plan), m_module(module), m_side(plan.options) {}
 
     // Never throws anything but std::bad_alloc: failures are in the result. `index` counts the inputs from 0.
-    FileResult Process(const std::string& input, const std::string& output, unsigned index);
+    FileResult Process(const Job& job, unsigned index);
 
 private:
     SmartPtr<velhost::Image> RunStep(const Step& step, SmartPtr<velhost::Image> image, FileResult* result);

@@ -13,6 +13,7 @@ int OpsCommand(const Words& words);
 int InfoCommand(const Words& words);
 int HelpCommand(const Words& words);
 int VersionCommand(const Words& words);
+int RecipeCommand(const Words& words);
 
 struct Command {
     const char* name;

@@ -6,6 +6,7 @@
 #include <CLI/CLI.hpp>
 
 #include "Console.h"
+#include "Recipe.h"
 
 namespace veltool {
 namespace {
@@ -20,12 +21,15 @@ using velhost::ValueType;
 struct RunTexts {
     std::string convert;
     std::string seed;
+    std::string onError = "skip";
     double maxPixels = 0;
 };
 
 // Declares every option of a run once; parsing, help and completion all start here.
 void DeclareRunOptions(CLI::App* app, RunOptions* options, RunTexts* texts) {
-    app->add_option("-i,--in", options->inputs, "pictures to read")->type_name("FILE...");
+    app->add_option("-i,--in", options->inputs,
+                    "pictures to read: files, folders, patterns, @FILE with one name a line, - for standard input")
+        ->type_name("FILE...");
     app->add_option(
            "-o,--out", options->output,
            "the picture to write, or a folder, or a name with {stem} {ext} {dir} {n}, or - for standard output")
@@ -55,6 +59,22 @@ void DeclareRunOptions(CLI::App* app, RunOptions* options, RunTexts* texts) {
         ->type_name("N");
     app->add_flag("--strict", options->strict, "fail where an operation leaves an image's depth alone");
     app->add_flag("-q,--quiet", options->quiet, "say nothing but errors");
+    app->add_option("--recipe", options->recipe, "steps from a JSON file, before those of the command line")
+        ->type_name("FILE");
+    app->add_flag("-r,--recursive", options->recursive, "take folders with all that is below them");
+    app->add_option("-j,--jobs", options->jobs, "pictures to work on at the same time")
+        ->type_name("N")
+        ->check(CLI::Range(1, 256));
+    app->add_flag("-n,--dry-run", options->dryRun, "say what would be done, and do nothing");
+    app->add_option("--on-error", texts->onError, "skip goes on with the other pictures, stop does not")
+        ->type_name("skip|stop")
+        ->check(CLI::IsMember({"skip", "stop"}));
+    app->add_option("--timeout", options->timeout, "give up a picture after so many seconds")
+        ->type_name("SECONDS")
+        ->check(CLI::PositiveNumber);
+    app->add_option("--journal", options->journal, "keep a record of what is done")->type_name("FILE");
+    app->add_flag("--resume", options->resume, "leave out what the journal records as done");
+    app->add_option("--report", options->report, "write what became of every picture as JSON")->type_name("FILE");
 }
 
 std::vector<std::string> OptionNames(const CLI::App& app) {
@@ -128,6 +148,8 @@ void ReadTexts(const RunTexts& texts, RunOptions* options) {
             Usage("--seed '" + texts.seed + "': allowed is a whole number from 0 to 4294967295");
         options->seed = seed;
     }
+    options->stopOnError = texts.onError == "stop";
+    if (options->resume && options->journal.empty()) Usage("--resume needs --journal FILE, the record to go on with");
     if (!options->save.format.empty()) {
         std::vector<std::string> names;
         for (const auto& format : velhost::Formats()) names.push_back(format.name);
@@ -201,6 +223,11 @@ Plan ParseRun(const std::vector<std::string>& words) {
             continue;
         }
         const std::string label = "step " + std::to_string(plan.steps.size() + 1);
+        if (plan.steps.empty() && rest.empty() && !segment.empty() && segment[0].starts_with('-')) {
+            rest = std::move(segment);  // a recipe's steps come first
+            segment.clear();
+            continue;
+        }
         if (segment.empty() || segment[0].starts_with('-')) {
             Usage(label + ": an operation's name is missing" +
                   (segment.empty() ? std::string() : " before '" + segment[0] + "'"));
@@ -224,6 +251,11 @@ Plan ParseRun(const std::vector<std::string>& words) {
     }
     ReadTexts(texts, &plan.options);
     for (Step& step : plan.steps) FinishStep(&step);
+    if (!plan.options.recipe.empty()) {
+        std::vector<Step> steps = ReadRecipe(plan.options.recipe);
+        plan.steps.insert(plan.steps.begin(), steps.begin(), steps.end());
+    }
+    if (plan.steps.empty()) Usage("step 1: an operation's name is missing before '" + words[0] + "'");
     return plan;
 }
 

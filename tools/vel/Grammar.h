@@ -28,6 +28,15 @@ struct RunOptions {
     bool expand = false;
     bool strict = false;
     bool quiet = false;
+    bool recursive = false;
+    bool dryRun = false;
+    bool resume = false;
+    bool stopOnError = false;
+    unsigned jobs = 1;
+    double timeout = 0;   // seconds for one picture; 0 for none
+    std::string recipe;   // file whose steps come before those of the command line
+    std::string journal;  // file, empty for none
+    std::string report;   // file or "-", empty for none
     std::optional<unsigned> seed;
     velhost::LoadOptions load;
     velhost::SaveOptions save;

@@ -13,6 +13,7 @@ const std::vector<Command>& Commands() {
     static const std::vector<Command> list = {
         {"run", "STEP [+ STEP]... -i IN... -o OUT", "run a chain of operations on pictures", RunCommand},
         {"ops", "[--json]", "list all operations", OpsCommand},
+        {"recipe", "check FILE... | make STEP [+ STEP]...", "check chains in JSON files, or make one", RecipeCommand},
         {"info", "FILE... [--json]", "say what a picture file holds", InfoCommand},
         {"help", "[OP | COMMAND | exit-codes]", "explain an operation, a command or the exit codes", HelpCommand},
         {"version", "[--json]", "version of the tool, its formats and the module in use", VersionCommand},
