@@ -48,9 +48,14 @@ uint32_t AnyFormat(Random& random) { return random.Pick({ref::kMono, ref::kBgr, 
 
 uint32_t AnyPlanes(Random& random) { return random.Pick({1u, 1u, 1u, 2u, 3u}); }
 
+// Now and then beyond any buffer for a part of a row.
+uint32_t AnyWidth(Random& random) {
+    return random.Chance(4) ? static_cast<uint32_t>(random.Int(1000, 6000)) : test::RandomSize(random, 140);
+}
+
 ref::Image AnyImage(Random& random) {
-    return test::RandomImage(random, test::RandomSize(random, 140), test::RandomSize(random, 9), AnyPlanes(random),
-                             random.Pick(kDepths), AnyFormat(random));
+    return test::RandomImage(random, AnyWidth(random), test::RandomSize(random, 9), AnyPlanes(random), random.Pick(kDepths),
+                             AnyFormat(random));
 }
 
 // Like the model, with another depth, code, size or plane count now and then.
@@ -111,7 +116,7 @@ TEST_F(ArithmeticReference, Copy) {
 TEST_F(ArithmeticReference, CopyOf16To24Bits) {
     test::RandomCases(300, [&](Random& random) {
         Cast cast;
-        const uint32_t width = test::RandomSize(random, 140), height = test::RandomSize(random, 9);
+        const uint32_t width = AnyWidth(random), height = test::RandomSize(random, 9);
         const int to = cast.Add(test::RandomImage(random, width, height, 1, 24, random.Pick({ref::kBgr, uint32_t{0}, ref::kArgb})), random);
         const int from = cast.Add(test::RandomImage(random, width, height, 1, 16, random.Chance(90) ? ref::kBgr : 0), random);
         const int32_t code = ref::Copy(*cast.Expected(to), *cast.Expected(from), 0, 0);
@@ -180,11 +185,13 @@ TEST_F(ArithmeticReference, AddScale) {
     test::RandomCases(3000, [&](Random& random) {
         Cast cast;
         const bool mixed = random.Chance(40);
+        const uint32_t common = AnyWidth(random);
         const auto make = [&] {
             if (cast.before.empty() && !mixed) return AnyImage(random);
             if (!mixed) return Companion(random, cast.before[0], random.Chance(70) ? 0 : 30);
-            return test::RandomImage(random, test::RandomSize(random, 140), test::RandomSize(random, 9), AnyPlanes(random),
-                                     random.Pick({24u, 32u}), AnyFormat(random));
+            const uint32_t width = random.Chance(70) ? common : AnyWidth(random);
+            return test::RandomImage(random, width, test::RandomSize(random, 9), AnyPlanes(random), random.Pick({24u, 32u}),
+                                     AnyFormat(random));
         };
         const int first = cast.Add(make(), random);
         const int second = random.Chance(10) ? first : cast.Add(make(), random);
@@ -210,7 +217,7 @@ TEST_F(ArithmeticReference, Scale) {
         const auto make = [&](bool like) {
             const ref::Image* model = like ? &cast.before[0] : nullptr;
             const bool other = random.Chance(30);
-            return test::RandomImage(random, model && !other ? model->width : test::RandomSize(random, 140),
+            return test::RandomImage(random, model && !other ? model->width : AnyWidth(random),
                                      model && !other ? model->height : test::RandomSize(random, 9), AnyPlanes(random),
                                      random.Chance(90) ? random.Pick({8u, 24u, 32u, 32u}) : random.Pick(kDepths),
                                      random.Chance(40) ? ref::kMono : AnyFormat(random));
@@ -247,7 +254,7 @@ TEST_F(ArithmeticReference, Scale) {
 TEST_F(ArithmeticReference, Scale8) {
     test::RandomCases(1500, [&](Random& random) {
         Cast cast;
-        ref::Image source = test::RandomImage(random, test::RandomSize(random, 140), test::RandomSize(random, 9), AnyPlanes(random),
+        ref::Image source = test::RandomImage(random, AnyWidth(random), test::RandomSize(random, 9), AnyPlanes(random),
                                               random.Chance(70) ? 32 : random.Pick(kDepths),
                                               random.Chance(90) ? ref::kMono : AnyFormat(random));
         if (random.Chance(50)) {

@@ -1,4 +1,5 @@
 // What all filters share: null arguments, images that cannot be made, delivery, reference counts, host exceptions.
+#include <climits>
 #include <cstdlib>
 #include <filesystem>
 
@@ -118,6 +119,50 @@ TEST_P(FilterDelivery, ARefusingCollectionIsAFailure) {
     EXPECT_EQ(dest->Release(), 0u);
 }
 
+// Erode, Edge and Median ask the collection itself; the others look the component up, once.
+TEST_P(FilterDelivery, ACollectionThatKnowsNoImageComponentIsAFailure) {
+    const std::string name = GetParam().name;
+    const bool direct = name == "Erode" || name == "Edge" || name == "Median";
+    bool test::TestCollection::*const refusals[] = {&test::TestCollection::refuseStrings, &test::TestCollection::refuseFind,
+                                                    &test::TestCollection::refuseGet,
+                                                    &test::TestCollection::componentWithoutInterface};
+    const auto image = test::TestImage::New(Picture());
+    for (const auto refusal : refusals) {
+        // The module falls back on a string component of its own below the current folder where it is refused one.
+        if (refusal == &test::TestCollection::refuseStrings && !direct) continue;
+        collection.Get()->*refusal = true;
+        IVEL* dest = nullptr;
+        EXPECT_EQ(Run(image.Get(), &dest), direct ? S_OK : E_FAIL);
+        const SmartPtr<IVEL> holder = SmartPtr<IVEL>::Adopt(dest);
+        EXPECT_EQ(image->Count(), 1u);
+        collection.Get()->*refusal = false;
+    }
+}
+
+TEST_P(FilterDelivery, ASourceThatRefusesItsCallsDoesNoHarm) {
+    for (bool test::ImageFaults::*const fault : {&test::ImageFaults::getSize, &test::ImageFaults::getFormat,
+                                                 &test::ImageFaults::getBits, &test::ImageFaults::nullBits}) {
+        const auto image = test::TestImage::New(Picture());
+        image->faults.*fault = true;
+        IVEL* dest = nullptr;
+        Run(image.Get(), &dest);
+        const SmartPtr<IVEL> holder = SmartPtr<IVEL>::Adopt(dest);
+        EXPECT_EQ(image->Count(), 1u);
+        image->faults = {};
+        EXPECT_TRUE(test::SameBytes(Picture(), image));
+    }
+}
+
+TEST_P(FilterDelivery, OddDepthsDoNoHarm) {
+    for (const uint32_t depth : {0u, 2u, 12u, 15u, 20u, 25u, 31u, 40u, 48u, 64u}) {
+        const auto image = test::TestImage::New(ref::Image(17, 5, 1, depth, ref::kBgr));
+        IVEL* dest = nullptr;
+        EXPECT_EQ(Run(image.Get(), &dest), S_OK) << depth;
+        ASSERT_NE(dest, nullptr);
+        EXPECT_EQ(dest->Release(), 0u);
+    }
+}
+
 TEST_P(FilterDelivery, WithoutACollectionItFails) {
     // The module then looks for a collection of its own below the current folder.
     const std::filesystem::path folder = std::filesystem::current_path();
@@ -179,6 +224,31 @@ TEST_P(FilterDelivery, AnExceptionOfTheHostLeaksNothing) {
 
 INSTANTIATE_TEST_SUITE_P(FilterDelivery, FilterDelivery, testing::ValuesIn(kOperations),
                          [](const auto& operation) { return std::string(operation.param.name); });
+
+class FilterDeliverySizes : public test::ComponentTest<IVELFilterTransform> {};
+
+// Windows that no image needs: the right result, or a failure that made nothing, in little time and memory.
+TEST_F(FilterDeliverySizes, AbsurdWindowsFinishOrFail) {
+    ref::Image source(5, 4, 1, 8, ref::kMono);
+    for (int i = 0; i < 20; ++i) source.Put(i / 5, i % 5, static_cast<uint8_t>(40 + 7 * i));
+    for (const int size : {1000, 100001, 1 << 24, INT_MAX - 1, INT_MAX}) {
+        const auto expect = [&](HRESULT (IVELFilterTransform::*operation)(IVEL*, int, IVEL**), int value) {
+            const auto image = test::TestImage::New(source);
+            IVEL* dest = nullptr;
+            const HRESULT code = (component.Get()->*operation)(image.Get(), size, &dest);
+            EXPECT_EQ(code < 0, dest == nullptr);
+            if (!dest) return;
+            const auto holder = SmartPtr<IVEL>::Adopt(dest);
+            const ref::Image result = test::Behind(dest)->Content();
+            for (int i = 0; i < 20; ++i) EXPECT_EQ(result.Get(i / 5, i % 5), value) << size;
+        };
+        expect(&IVELFilterTransform::Erode, 40);
+        expect(&IVELFilterTransform::Dilate, 40 + 7 * 19);
+        expect(&IVELFilterTransform::Edge, 7 * 19);
+        // Nearly all samples lie outside and read as the first pixel.
+        expect(&IVELFilterTransform::Median, 40);
+    }
+}
 
 class FilterDeliverySlots : public test::ComponentTest<IVELFilterTransform> {
 protected:

@@ -11,12 +11,24 @@ using test::ImageChoice;
 using test::NewImageCall;
 using test::Random;
 
+const ImageChoice kSmall = {.largestWidth = 40, .largestHeight = 12};
+const ImageChoice kTiny = {.largestWidth = 9, .largestHeight = 9};
+const ImageChoice kWide = {.largestWidth = 0};
+// Enough of both directions for several blocks of a large window.
+const ImageChoice kBroad = {.depths = {1, 8, 24, 32}, .largestWidth = 150, .largestHeight = 100};
+
+// Rows beyond any buffer, few of them.
+ref::Image Wide(Random& random) {
+    return test::RandomImage(random, static_cast<uint32_t>(random.Int(800, 5000)), static_cast<uint32_t>(random.Int(1, 4)), 1,
+                             random.Pick({1u, 4u, 8u, 24u, 32u}), random.Pick({ref::kBgr, ref::kMono}));
+}
+
 class FilterReference : public test::ComponentTest<IVELFilterTransform> {
 protected:
-    // One random picture, layout and delivery for each call that `make` draws.
+    // One random picture, layout and delivery for each call that `make` draws. A largest width of 0 asks for wide ones.
     void CompareRandomly(int rounds, const ImageChoice& choice, const std::function<NewImageCall(Random&)>& make) {
         test::RandomCases(rounds, [&](Random& random) {
-            const ref::Image source = test::RandomPicture(random, choice);
+            const ref::Image source = test::Repainted(random, choice.largestWidth ? test::RandomImage(random, choice) : Wide(random));
             RandomLayout(random);
             const NewImageCall call = make(random);
             const auto delivery = random.Chance(80) ? test::Delivery::OutputPointer : test::Delivery::IntoSource;
@@ -37,10 +49,11 @@ protected:
 
     using Fixed = HRESULT (IVELFilterTransform::*)(IVEL*, IVEL**);
     void CompareFixed(const char* name, Fixed operation, ref::Made (*reference)(const ref::Image&)) {
-        CompareRandomly(250, {}, [&](Random&) {
-            return NewImageCall{name, [=, this](IVEL* s, IVEL** d) { return (component.Get()->*operation)(s, d); },
-                                reference};
-        });
+        CompareRandomly(250, {}, [&](Random&) { return FixedCall(name, operation, reference); });
+        CompareRandomly(15, kWide, [&](Random&) { return FixedCall(name, operation, reference); });
+    }
+    NewImageCall FixedCall(const char* name, Fixed operation, ref::Made (*reference)(const ref::Image&)) {
+        return {name, [=, this](IVEL* s, IVEL** d) { return (component.Get()->*operation)(s, d); }, reference};
     }
 
     NewImageCall FilterCall(const std::vector<int>& kernel, int size, int divisor, int offset) {
@@ -57,9 +70,6 @@ protected:
                 [=](const ref::Image& s) { return ref::Filter(s, kernel.data(), size, divisor, offset); }};
     }
 };
-
-const ImageChoice kSmall = {.largestWidth = 40, .largestHeight = 12};
-const ImageChoice kTiny = {.largestWidth = 9, .largestHeight = 9};
 
 int AnyNumber(Random& random) {
     switch (random.Int(0, 4)) {
@@ -138,6 +148,35 @@ TEST_F(FilterReference, FilterWithWindowsBeyondTheImage) {
 TEST_F(FilterReference, FilterWithLargeWindows) {
     CompareRandomly(80, kSmall, [&](Random& random) {
         const int size = random.Pick({9, 12, 15, 16, 21, 31});
+        const std::vector<int> kernel = RandomKernel(random, size);
+        return FilterCall(kernel, size, RandomDivisor(random, kernel), RandomOffset(random));
+    });
+}
+
+TEST_F(FilterReference, WideRows) {
+    CompareRandomly(60, kWide, [&](Random& random) {
+        const int size = random.Pick({1, 2, 3, 3, 4, 5, 7});
+        const std::vector<int> kernel = RandomKernel(random, size);
+        return FilterCall(kernel, size, RandomDivisor(random, kernel), RandomOffset(random));
+    });
+    const std::vector<int> sizes = {1, 2, 3, 4, 5, 8};
+    CompareWindows("GaussianBlur", &IVELFilterTransform::GaussianBlur, ref::GaussianBlur, {0, 1, 2, 3}, 30, kWide);
+    CompareWindows("Erode", &IVELFilterTransform::Erode, ref::Erode, sizes, 20, kWide);
+    CompareWindows("Dilate", &IVELFilterTransform::Dilate, ref::Dilate, sizes, 20, kWide);
+    CompareWindows("Edge", &IVELFilterTransform::Edge, ref::Edge, sizes, 20, kWide);
+    CompareWindows("Median", &IVELFilterTransform::Median, ref::Median, sizes, 20, kWide);
+    CompareWindows("Jitter", &IVELFilterTransform::Jitter, ref::Jitter, {0, 2, 2000}, 20, kWide);
+    CompareWindows("Noise", &IVELFilterTransform::Noise, ref::Noise, {0, 40, 600}, 20, kWide);
+}
+
+TEST_F(FilterReference, LargeWindowsOnBroadImages) {
+    const std::vector<int> sizes = {13, 15, 16, 25, 31};
+    CompareWindows("Erode", &IVELFilterTransform::Erode, ref::Erode, sizes, 6, kBroad);
+    CompareWindows("Dilate", &IVELFilterTransform::Dilate, ref::Dilate, sizes, 6, kBroad);
+    CompareWindows("Edge", &IVELFilterTransform::Edge, ref::Edge, sizes, 6, kBroad);
+    CompareWindows("Median", &IVELFilterTransform::Median, ref::Median, {7, 11, 15}, 6, kBroad);
+    CompareRandomly(6, kBroad, [&](Random& random) {
+        const int size = random.Pick({11, 15, 25});
         const std::vector<int> kernel = RandomKernel(random, size);
         return FilterCall(kernel, size, RandomDivisor(random, kernel), RandomOffset(random));
     });

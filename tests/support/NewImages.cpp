@@ -65,8 +65,7 @@ ref::Image Flat(uint32_t width, uint32_t height, uint32_t bitsPerPixel, uint32_t
     return image;
 }
 
-ref::Image RandomPicture(Random& random, const ImageChoice& choice) {
-    ref::Image image = RandomImage(random, choice);
+ref::Image Repainted(Random& random, ref::Image image) {
     const int kind = random.Int(0, 4);
     if (kind <= 1) return image;
     const uint8_t low = random.Byte(), high = random.Byte();

@@ -35,8 +35,8 @@ ref::Image Result(const std::function<HRESULT(IVEL* source, IVEL** dest)>& modul
 // Every pixel of the image has that colour word.
 ref::Image Flat(uint32_t width, uint32_t height, uint32_t bitsPerPixel, uint32_t format, uint32_t colour);
 
-// Random images as filters meet them: noise, few values (many equal samples), steps and ramps.
-ref::Image RandomPicture(Random& random, const ImageChoice& choice = {});
+// The image with other contents, as filters meet them: noise, few values (many equal samples), steps and ramps.
+ref::Image Repainted(Random& random, ref::Image image);
 
 // A test of one component, with an object of it.
 template <class I>
