@@ -1,4 +1,5 @@
 // Filter and its fixed kernels: worked numbers and the rules at the borders, for tiny windows and beyond 32 bits.
+#include <array>
 #include <climits>
 
 #include "reference/Pixel.h"
@@ -233,6 +234,46 @@ TEST_F(Convolution, TheLeastSumDividedByMinusOneWraps) {
     EXPECT_EQ(Filtered(source, {-(1 << 24)}, 1, -1, 0).Get(0, 0), 0);
     EXPECT_EQ(Filtered(source, {-(1 << 24)}, 1, -1, INT_MAX).Get(0, 0), 0);
     EXPECT_EQ(Filtered(source, {-(1 << 24)}, 1, 1 << 24, 228).Get(0, 0), 100);
+}
+
+// The sums around multiples of the divisor, where a quotient that is only nearly right shows. Each sum is made of the
+// digits of one run of five pixels; the offset moves its quotient into 0 to 255.
+TEST_F(Convolution, QuotientsAreExactAroundMultiplesOfTheDivisor) {
+    struct Digits {
+        std::array<int, 4> units;  // coefficients of the run's last four pixels
+        int64_t limit;             // greatest sum
+    };
+    const Digits digits[] = {{{1 << 24, 1 << 16, 1 << 8, 1}, INT_MAX}, {{0, 1 << 13, 1 << 6, 1}, 2000000}, {{0, 0, 16, 1}, 4000}};
+    test::RandomCases(600, [&](test::Random& random) {
+        const Digits& system = digits[random.Int(0, 2)];
+        const int64_t divisor = random.Chance(70) ? random.Int(2, 1100) : random.Int(2, static_cast<int>(system.limit / 4));
+        const int64_t middle = random.Int(0, static_cast<int>(system.limit / divisor));
+        const int sign = random.Pick({1, -1}), divisorSign = random.Pick({1, -1});
+        std::vector<int64_t> sums;
+        for (int64_t quotient = std::max<int64_t>(0, middle - 40); quotient < middle + 40; ++quotient) {
+            for (int64_t sum = quotient * divisor - 1; sum <= quotient * divisor + 1; ++sum) {
+                if (sum >= 0 && sum <= system.limit) sums.push_back(sum);
+            }
+        }
+        ref::Image source(static_cast<uint32_t>(5 * sums.size()), 1, 1, 8, kBgr);
+        for (size_t i = 0; i < sums.size(); ++i) {
+            int64_t rest = sums[i];
+            for (size_t k = 0; k < 4; ++k) {
+                const int64_t digit = system.units[k] ? rest / system.units[k] : 0;
+                source.Put(0, static_cast<int64_t>(5 * i + 1 + k), static_cast<uint8_t>(digit));
+                rest -= digit * system.units[k];
+            }
+            ASSERT_EQ(rest, 0) << sums[i];
+        }
+        std::vector<int> kernel(25, 0);
+        for (size_t k = 0; k < 4; ++k) kernel[11 + k] = sign * system.units[k];
+        const int turn = sign * divisorSign;
+        const ref::Image result = Filtered(source, kernel, 5, static_cast<int>(divisorSign * divisor), static_cast<int>(128 - turn * middle));
+        for (size_t i = 0; i < sums.size(); ++i) {
+            EXPECT_EQ(result.Get(0, static_cast<int64_t>(5 * i + 2)), turn * (sums[i] / divisor) + 128 - turn * middle)
+                << sign * sums[i] << " / " << divisorSign * divisor;
+        }
+    });
 }
 
 TEST_F(Convolution, DepthsThatAreNotWrittenKeepWhatCreateLeft) {
