@@ -23,8 +23,8 @@ Triple TakeTriple(test::KernelRun& run, size_t bytes) {
 float Factor(test::KernelRun& run, float usual) {
     constexpr float kInfinity = std::numeric_limits<float>::infinity();
     if (run.random.Chance(85)) return static_cast<float>(run.random.Int(-1000, 1000)) / 1000 * usual;
-    return run.random.Pick({0.0f, -0.0f, 1.0f, 1e-40f, 1e30f, -1e30f, kInfinity, -kInfinity,
-                            std::numeric_limits<float>::quiet_NaN()});
+    return run.random.Pick(
+        {0.0f, -0.0f, 1.0f, 1e-40f, 1e30f, -1e30f, kInfinity, -kInfinity, std::numeric_limits<float>::quiet_NaN()});
 }
 
 // int32 values of every magnitude.
@@ -94,7 +94,14 @@ VEL_CHECK(Arithmetic, AddRow) {
 
 VEL_CHECK(Arithmetic, AddLookUpRow) {
     const Triple t = TakeTriple(run, run.count);
-    kernel(t.dst, t.first, t.second, run.count, run.In(512));
+    auto* table = run.In<vel::SumTable>(1);
+    table->multiplier = run.random.Chance(50) ? 0 : static_cast<uint32_t>(run.random.Int(1, 65535));
+    for (uint32_t sum = 0; table->multiplier && sum < 512; ++sum) {
+        const uint32_t quotient = sum * table->multiplier >> 16;
+        table->entry[sum] = static_cast<uint8_t>(quotient < 255 ? quotient : 255);
+    }
+    run.Filled();
+    kernel(t.dst, t.first, t.second, run.count, table);
 }
 
 VEL_CHECK(Arithmetic, SubtractRow) {

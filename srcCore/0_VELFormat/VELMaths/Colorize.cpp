@@ -28,8 +28,8 @@ uint32_t HSLtoRGB(RGBQUAD hsl) {
         const uint32_t grey = ChannelByte(lightness);
         return vel::ColourWord(grey, grey, grey, hsl.rgbReserved);
     }
-    const float m2 = lightness <= 0.5f ? lightness * (1.0f + saturation)
-                                       : lightness + saturation - lightness * saturation;
+    const float m2 =
+        lightness <= 0.5f ? lightness * (1.0f + saturation) : lightness + saturation - lightness * saturation;
     const float m1 = 2.0f * lightness - m2;
     const float hue = hsl.rgbRed * 360.0f / 255.0f;
     const auto channel = [&](float angle) { return ChannelByte(ChannelValue(m1, m2, Reduced(angle))); };
@@ -61,7 +61,9 @@ void FillTints(uint8_t hue, uint8_t saturation, vel::TintTable& table) {
 void TintIndexes(const ImageView& view, const vel::TintTable& tints, int weight) {
     uint8_t table[256];
     for (int i = 0; i < 256; ++i) {
-        const auto mixed = [&](uint8_t tint) { return static_cast<uint32_t>((i * (kFullWeight - weight) + tint * weight) >> 8); };
+        const auto mixed = [&](uint8_t tint) {
+            return static_cast<uint32_t>((i * (kFullWeight - weight) + tint * weight) >> 8);
+        };
         const uint32_t sum = mixed(tints.blue[i]) + mixed(tints.green[i]) + mixed(tints.red[i]);
         table[i] = static_cast<uint8_t>(vel::NearestGreyIndex(sum));
     }

@@ -28,7 +28,10 @@ bool AllInside(const ImageView& view, size_t bytes, uint32_t rows, int64_t pitch
 }  // namespace
 
 RowRuns::RowRuns(const ImageView& view, size_t bytes, uint32_t rows, int64_t pitch)
-    : m_view(view), m_pitch(pitch), m_bytes(bytes), m_direct(AllInside(view, bytes, rows, pitch)),
+    : m_view(view),
+      m_pitch(pitch),
+      m_bytes(bytes),
+      m_direct(AllInside(view, bytes, rows, pitch)),
       m_buffer(m_direct ? ScratchBuffer() : ScratchBuffer(bytes)) {}
 
 RowRuns::Inside RowRuns::InsideOf(int64_t y) const {

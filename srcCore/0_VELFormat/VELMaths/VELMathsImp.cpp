@@ -59,12 +59,8 @@ namespace {
 // Conversions that Copy knows, of `pixels` pixels of one row.
 using CopyRow = void (*)(uint8_t* dst, const uint8_t* src, size_t pixels);
 
-void GreyTo24(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    vel::Kernels().Move().GreyTo24(dst, src, pixels);
-}
-void GreyTo32(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    vel::Kernels().Move().GreyTo32(dst, src, pixels);
-}
+void GreyTo24(uint8_t* dst, const uint8_t* src, size_t pixels) { vel::Kernels().Move().GreyTo24(dst, src, pixels); }
+void GreyTo32(uint8_t* dst, const uint8_t* src, size_t pixels) { vel::Kernels().Move().GreyTo32(dst, src, pixels); }
 void DropAlpha(uint8_t* dst, const uint8_t* src, size_t pixels) {
     vel::Kernels().Arithmetic().PackRow32To24(dst, src, pixels);
 }
@@ -83,13 +79,18 @@ struct Conversion {
 Conversion ConversionOf(const ImageView& destination, const ImageView& source) {
     const uint32_t to = destination.bitsPerPixel;
     switch (source.bitsPerPixel) {
-        case 8: return to == 32 ? Conversion{S_OK, GreyTo32} : to == 24 ? Conversion{S_OK, GreyTo24} : Conversion{E_FAIL, nullptr};
+        case 8:
+            return to == 32   ? Conversion{S_OK, GreyTo32}
+                   : to == 24 ? Conversion{S_OK, GreyTo24}
+                              : Conversion{E_FAIL, nullptr};
         case 32: return to == 24 ? Conversion{S_OK, DropAlpha} : Conversion{E_FAIL, nullptr};
         case 16:
             // 5-6-5 words are converted, into the byte order that the destination's code names, and reported as a
             // failure all the same.
             if (source.format != FORMAT_BGR || to != 24) return {E_FAIL, nullptr};
-            return {E_FAIL, destination.format == FORMAT_BGR ? WordsToBgr : destination.format == 0 ? WordsToRgb : nullptr};
+            return {E_FAIL, destination.format == FORMAT_BGR ? WordsToBgr
+                            : destination.format == 0        ? WordsToRgb
+                                                             : nullptr};
         default: return {E_FAIL, nullptr};
     }
 }
@@ -132,7 +133,9 @@ namespace {
 class Mask {
 public:
     Mask(IVEL* image, const Extent& extent, const ImageView& target)
-        : m_view(ViewOf(image)), m_rows(m_view, extent.width, extent.height), m_ownPixels(Overlapping(m_view, target)) {}
+        : m_view(ViewOf(image)),
+          m_rows(m_view, extent.width, extent.height),
+          m_ownPixels(Overlapping(m_view, target)) {}
     bool Ready() const { return m_rows.Ready(); }
     const uint8_t* Row(int64_t y) { return m_rows.Read(y); }
 
@@ -249,11 +252,33 @@ size_t SummedBytes(const ImageView& view) {
     }
 }
 
+constexpr int kGreatestSum = 510;
+
 // What Add makes of a sum of two bytes. A divisor of exactly 2 multiplies by 4.
 uint8_t Divided(int sum, float divisor) {
     const float quotient = divisor == 2.0f ? static_cast<float>(sum * 4) : static_cast<float>(sum) / divisor;
     if (!(quotient > 0.0f)) return 0;  // NaN too
     return quotient < 255.0f ? static_cast<uint8_t>(quotient) : 255;
+}
+
+bool Gives(uint32_t multiplier, const vel::SumTable& table) {
+    for (uint32_t sum = 0; sum <= kGreatestSum; ++sum) {
+        if (std::min(sum * multiplier >> 16, 255u) != table.entry[sum]) return false;
+    }
+    return true;
+}
+
+// A divisor above 1 is mostly a product in disguise, which is tried out on every sum.
+vel::SumTable SumTableOf(float divisor) {
+    vel::SumTable table = {};
+    for (int sum = 0; sum <= kGreatestSum; ++sum) table.entry[sum] = Divided(sum, divisor);
+    if (divisor > 1.0f) {
+        const uint32_t least = static_cast<uint32_t>(65536.0f / divisor);
+        for (const uint32_t multiplier : {least, least + 1}) {
+            if (multiplier < 65536 && Gives(multiplier, table)) table.multiplier = multiplier;
+        }
+    }
+    return table;
 }
 
 }  // namespace
@@ -269,8 +294,7 @@ HRESULT CVELMaths::Add(IVELImage* destination, IVEL* first, IVEL* second, float 
 
     const auto& kernels = vel::Kernels().Arithmetic();
     const bool divided = divisor != 0.0f;
-    uint8_t table[512] = {};
-    for (int sum = 0; divided && sum <= 510; ++sum) table[sum] = Divided(sum, divisor);
+    const vel::SumTable table = divided ? SumTableOf(divisor) : vel::SumTable{};
     for (uint32_t p = 0; p < model.planes; ++p) {
         RowRuns a(ViewOf(first, p), bytes, model.height), b(ViewOf(second, p), bytes, model.height);
         RowRuns sums(ViewOf(destination, p), bytes, model.height);
@@ -278,7 +302,7 @@ HRESULT CVELMaths::Add(IVELImage* destination, IVEL* first, IVEL* second, float 
         if (!a.Ready() || !b.Ready() || !sums.Ready()) return E_FAIL;
         for (uint32_t y = 0; y < model.height; ++y) {
             if (divided) {
-                kernels.AddLookUpRow(sums.Open(y), a.Read(y), b.Read(y), bytes, table);
+                kernels.AddLookUpRow(sums.Open(y), a.Read(y), b.Read(y), bytes, &table);
             } else {
                 kernels.AddRow(sums.Open(y), a.Read(y), b.Read(y), bytes);
             }

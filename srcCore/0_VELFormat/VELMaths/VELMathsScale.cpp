@@ -72,7 +72,9 @@ void FirstBytes(const Scaling& s, const ScaledRow& row) {
 }
 
 // The first pixel only, whatever the width.
-void FirstPixel(const Scaling& s, const ScaledRow& row) { s.kernels.Arithmetic().LookUpTo(row.dst, row.src, 3, s.table); }
+void FirstPixel(const Scaling& s, const ScaledRow& row) {
+    s.kernels.Arithmetic().LookUpTo(row.dst, row.src, 3, s.table);
+}
 
 void Colour32To24(const Scaling& s, const ScaledRow& row) {
     s.kernels.Arithmetic().LookUpRow32To24(row.dst, row.src, row.pixels, s.table);
@@ -113,7 +115,9 @@ void ByteToInt(const Scaling& s, const ScaledRow& row) {
 
 enum class Code { Any, Mono, Other };
 
-bool Matches(Code code, uint32_t format) { return code == Code::Any || (code == Code::Mono) == (format == FORMAT_MONO); }
+bool Matches(Code code, uint32_t format) {
+    return code == Code::Any || (code == Code::Mono) == (format == FORMAT_MONO);
+}
 
 // The pairs that Scale knows; the first that matches is taken, and every other pair is refused.
 struct ScaleRule {

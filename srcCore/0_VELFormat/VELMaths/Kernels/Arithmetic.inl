@@ -3,11 +3,20 @@
 // ---------------------------------------------------------------------------------------------------------------
 // Fills and masks
 
-// Whole pixels of 3 or 4 bytes fill this pattern, and it fills whole vectors.
+// Whole pixels of 3 or 4 bytes fill the pattern, and it fills whole vectors.
 static inline void FillPattern(uint8_t* dst, size_t bytes, uint32_t word, size_t pixelBytes) {
     uint8_t pattern[192];
     for (size_t i = 0; i < sizeof pattern; ++i) pattern[i] = static_cast<uint8_t>(word >> 8 * (i % pixelBytes));
     size_t i = 0;
+#if VEL_VECTOR
+    const Bytes a = LoadBytes(pattern), b = LoadBytes(pattern + kVectorBytes),
+                c = LoadBytes(pattern + 2 * kVectorBytes);
+    for (; i + 3 * kVectorBytes <= bytes; i += 3 * kVectorBytes) {
+        StoreBytes(dst + i, a);
+        StoreBytes(dst + i + kVectorBytes, b);
+        StoreBytes(dst + i + 2 * kVectorBytes, c);
+    }
+#endif
     for (; i + sizeof pattern <= bytes; i += sizeof pattern) memcpy(dst + i, pattern, sizeof pattern);
     memcpy(dst + i, pattern, bytes - i);
 }
@@ -19,11 +28,16 @@ static void FillRow32(uint8_t* dst, size_t pixels, uint32_t word) { FillPattern(
 static inline void StoreMaskedBytes(uint8_t* dst, const uint8_t* src, const uint8_t* mask, size_t bytes) {
     size_t i = 0;
 #if VEL_AVX512
-    for (; i < bytes; i += 64) {
-        const __mmask64 there = bytes - i < 64 ? FirstBytes(bytes - i) : ~0ull;
-        const __m512i selected = _mm512_maskz_loadu_epi8(there, mask + i);
+    for (; i + 64 <= bytes; i += 64) {
+        const __m512i selected = LoadBytes(mask + i);
+        const __mmask64 stored = _mm512_test_epi8_mask(selected, selected);
+        StoreBytes(dst + i, _mm512_mask_blend_epi8(stored, LoadBytes(dst + i), LoadBytes(src + i)));
+    }
+    if (i < bytes) {
+        const __m512i selected = LoadFirst(mask + i, bytes - i);
         const __mmask64 stored = _mm512_test_epi8_mask(selected, selected);
         _mm512_mask_storeu_epi8(dst + i, stored, _mm512_maskz_loadu_epi8(stored, src + i));
+        return;
     }
 #elif VEL_VECTOR
     for (; i + kVectorBytes <= bytes; i += kVectorBytes) {
@@ -35,8 +49,38 @@ static inline void StoreMaskedBytes(uint8_t* dst, const uint8_t* src, const uint
     for (; i < bytes; ++i) dst[i] = mask[i] ? src[i] : dst[i];
 }
 
+#if VEL_AVX512
+// 64 pixels of 3 or 4 bytes; all three registers of 3-byte pixels ask for their pixels' mask bytes.
+template <size_t kPixelBytes>
+static inline void StoreMasked64(uint8_t* dst, const uint8_t* src, const uint8_t* mask) {
+    const __m512i selected = LoadBytes(mask);
+    const __mmask64 stored = _mm512_test_epi8_mask(selected, selected);
+    for (size_t v = 0; v < kPixelBytes; ++v) {
+        const __m512i old = LoadBytes(dst + 64 * v), offered = LoadBytes(src + 64 * v);
+        if (kPixelBytes == 4) {
+            StoreBytes(dst + 64 * v, _mm512_mask_blend_epi32(static_cast<__mmask16>(stored >> 16 * v), old, offered));
+        } else {
+            const __m512i wide = _mm512_permutexvar_epi8(LoadBytes(kPlacesOfPixels.place[v]), selected);
+            StoreBytes(dst + 64 * v, _mm512_mask_blend_epi8(_mm512_test_epi8_mask(wide, wide), old, offered));
+        }
+    }
+}
+#endif
+
 template <size_t kPixelBytes>
 static inline void StoreMaskedPixels(uint8_t* dst, const uint8_t* src, const uint8_t* mask, size_t pixels) {
+#if VEL_AVX512
+    if (kPixelBytes != 2) {
+        const size_t whole = pixels & ~size_t{63};
+        for (size_t i = 0; i < whole; i += 64) {
+            StoreMasked64<kPixelBytes>(dst + i * kPixelBytes, src + i * kPixelBytes, mask + i);
+        }
+        dst += whole * kPixelBytes;
+        src += whole * kPixelBytes;
+        mask += whole;
+        pixels -= whole;
+    }
+#endif
     // The mask is widened to a byte a byte, in parts that stay in the nearest cache.
     constexpr size_t kPart = 1024;
     uint8_t wide[kPart * kPixelBytes];
@@ -67,6 +111,12 @@ static void StoreMaskedRow(uint8_t* dst, const uint8_t* src, const uint8_t* mask
 
 static void PackRow32To24(uint8_t* dst, const uint8_t* src, size_t pixels) {
     size_t i = 0;
+#if VEL_AVX512
+    for (; i + 64 <= pixels; i += 64) {
+        Store4To3(dst + 3 * i, LoadBytes(src + 4 * i), LoadBytes(src + 4 * i + 64), LoadBytes(src + 4 * i + 128),
+                  LoadBytes(src + 4 * i + 192));
+    }
+#endif
 #if VEL_AVX2
     for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
         StorePixels(dst + 3 * i, LoadBytes(src + 4 * i));
@@ -100,9 +150,47 @@ static void GreyIntoRow32(uint8_t* dst, const uint8_t* src, size_t pixels) {
     }
 }
 
+#if VEL_AVX512
+// 32 words: first and third byte of each colour, and in the low byte of each lane the second.
+struct WordColours {
+    __m512i ends, middle;
+};
+static inline WordColours ColoursOfWords(__m512i words, int reversed) {
+    const __m512i low = _mm512_and_si512(_mm512_slli_epi16(words, 3), Splat16(0xF8));
+    const __m512i high = _mm512_and_si512(words, Splat16(static_cast<short>(0xF800)));
+    const __m512i ends = reversed ? Or(_mm512_slli_epi16(low, 8), _mm512_srli_epi16(high, 8)) : Or(low, high);
+    return {ends, _mm512_and_si512(_mm512_srli_epi16(words, 3), Splat16(0xFC))};
+}
+
+// Byte t of the 96 bytes of 32 pixels: from the first register byte 2 (t / 3), or the one after it for the third of a
+// pixel; from the second (64 on) for its second.
+static constexpr PlanePlaces PlacesOfWords() {
+    PlanePlaces p{};
+    for (int t = 0; t < 96; ++t) {
+        p.place[t / 64][t % 64] = static_cast<uint8_t>(2 * (t / 3) + (t % 3 == 1 ? 64 : t % 3 / 2));
+    }
+    return p;
+}
+static constexpr PlanePlaces kPlacesOfWords = PlacesOfWords();
+#endif
+
 static void WordRow16To24(uint8_t* dst, const uint8_t* src, size_t pixels, int reversed) {
     const int first = reversed ? 16 : 0;
     size_t i = 0;
+#if VEL_AVX512
+    for (; i + 64 <= pixels; i += 64) {
+        const WordColours a = ColoursOfWords(LoadBytes(src + 2 * i), reversed);
+        const WordColours b = ColoursOfWords(LoadBytes(src + 2 * i + 64), reversed);
+        const __m512i places = LoadBytes(kPlacesOfWords.place[0]), rest = LoadBytes(kPlacesOfWords.place[1]);
+        uint8_t* out = dst + 3 * i;
+        StoreBytes(out, _mm512_permutex2var_epi8(a.ends, places, a.middle));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 64),
+                            _mm512_castsi512_si256(_mm512_permutex2var_epi8(a.ends, rest, a.middle)));
+        StoreBytes(out + 96, _mm512_permutex2var_epi8(b.ends, places, b.middle));
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(out + 160),
+                            _mm512_castsi512_si256(_mm512_permutex2var_epi8(b.ends, rest, b.middle)));
+    }
+#endif
 #if VEL_AVX2
     for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
 #if VEL_AVX512
@@ -135,6 +223,12 @@ static void LookUpRow32To24(uint8_t* dst, const uint8_t* src, size_t pixels, con
     size_t i = 0;
 #if VEL_AVX2
     const ByteTable registers(table);
+#if VEL_AVX512
+    for (; i + 64 <= pixels; i += 64) {
+        const auto found = [&](size_t k) { return LookUp(LoadBytes(src + 4 * i + 64 * k), registers); };
+        Store4To3(dst + 3 * i, found(0), found(1), found(2), found(3));
+    }
+#endif
     for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
         StorePixels(dst + 3 * i, LookUp(LoadBytes(src + 4 * i), registers));
     }
@@ -158,16 +252,29 @@ static void AddRow(uint8_t* dst, const uint8_t* first, const uint8_t* second, si
 }
 
 static void AddLookUpRow(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t bytes,
-                         const uint8_t* table) {
+                         const SumTable* table) {
 #if VEL_AVX512
-    const ByteTable low(table), high(table + 256);
+    const ByteTable low(table->entry), high(table->entry + 256);
     MapBytes(dst, first, second, bytes, [&](Bytes a, Bytes b) {
         const __m512i sum = _mm512_add_epi8(a, b);
         return _mm512_mask_blend_epi8(_mm512_cmplt_epu8_mask(sum, a), LookUp(sum, low), LookUp(sum, high));
     });
-#else
-    for (size_t i = 0; i < bytes; ++i) dst[i] = table[first[i] + second[i]];
+    return;
+#elif VEL_VECTOR
+    if (table->multiplier) {
+        const Bytes multiplier = Splat16(static_cast<short>(table->multiplier)), zero = Splat8(0);
+        MapBytes(dst, first, second, bytes, [&](Bytes a, Bytes b) {
+            const Bytes low =
+                VEL_BYTES_OP(add_epi16)(VEL_BYTES_OP(unpacklo_epi8)(a, zero), VEL_BYTES_OP(unpacklo_epi8)(b, zero));
+            const Bytes high =
+                VEL_BYTES_OP(add_epi16)(VEL_BYTES_OP(unpackhi_epi8)(a, zero), VEL_BYTES_OP(unpackhi_epi8)(b, zero));
+            return VEL_BYTES_OP(packus_epi16)(VEL_BYTES_OP(mulhi_epu16)(low, multiplier),
+                                              VEL_BYTES_OP(mulhi_epu16)(high, multiplier));
+        });
+        return;
+    }
 #endif
+    for (size_t i = 0; i < bytes; ++i) dst[i] = table->entry[first[i] + second[i]];
 }
 
 // Differences of the bytes where `counted` has ones; the others become those of `set`.
@@ -273,8 +380,8 @@ static inline void MapToBytes(uint8_t* dst, const uint8_t* src, size_t pixels, s
 // Four vectors of integers, `distance` bytes apart, narrowed: load(p) gives one.
 template <class Load>
 static inline Bytes ScaledFour(const Scaler& scaler, const uint8_t* p, size_t distance, const Load& load) {
-    return NarrowedInOrder(scaler.ToNarrow(load(p)), scaler.ToNarrow(load(p + distance)),
-                           scaler.ToNarrow(load(p + 2 * distance)), scaler.ToNarrow(load(p + 3 * distance)));
+    return InMemoryOrder(Narrowed(scaler.ToNarrow(load(p)), scaler.ToNarrow(load(p + distance)),
+                                  scaler.ToNarrow(load(p + 2 * distance)), scaler.ToNarrow(load(p + 3 * distance))));
 }
 #endif
 
@@ -302,7 +409,8 @@ static void ScaleSumTo8(uint8_t* dst, const uint8_t* src, size_t pixels, size_t 
     const Scaler scaler(factor, offset);
     MapToBytes(dst, src, pixels, pixelBytes, pixelBytes == 3 ? kLaneSlack : 0, [&](const uint8_t* p) {
         return pixelBytes == 3
-                   ? ScaledFour(scaler, p, 3 * kLanePixels, [](const uint8_t* q) { return ChannelSums(SpreadPixels(q)); })
+                   ? ScaledFour(scaler, p, 3 * kLanePixels,
+                                [](const uint8_t* q) { return ChannelSums(SpreadPixels(q)); })
                    : ScaledFour(scaler, p, kVectorBytes, [](const uint8_t* q) { return ChannelSums(LoadBytes(q)); });
     });
 #else
@@ -356,36 +464,76 @@ static void ScaleByteToInt(uint8_t* dst, const uint8_t* src, size_t pixels, floa
 // Double precision
 
 #if VEL_AVX2
-// kVectorBytes / 4 integers at p; for a finite factor. 255 and more saturate when narrowed, as does what is below 0.
 static constexpr int kTowardsZero = _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC;
-static inline Bytes OffsetInts(const uint8_t* p, double factor, double offset) {
+
+// Half as many integers as a vector of bytes has lanes of 4, times a factor, in double precision.
 #if VEL_AVX512
-    const auto half = [&](const uint8_t* q) {
-        const __m512d x = _mm512_cvtepi32_pd(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(q)));
-        const __m512d whole = _mm512_roundscale_pd(_mm512_mul_pd(x, _mm512_set1_pd(factor)), kTowardsZero);
-        const __m512d sum = _mm512_add_pd(whole, _mm512_set1_pd(offset));
-        return _mm512_cvttpd_epi32(_mm512_min_pd(sum, _mm512_set1_pd(255.0)));
-    };
-    return _mm512_inserti64x4(_mm512_castsi256_si512(half(p)), half(p + 32), 1);
+typedef __m512d Doubles;
+#define VEL_DOUBLES_OP(name) VEL_JOIN(_mm512_, name)
+static inline Doubles DoublesOf(const uint8_t* p) {
+    return _mm512_cvtepi32_pd(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
+}
+static inline Doubles Whole(Doubles v) { return _mm512_roundscale_pd(v, kTowardsZero); }
+static inline Bytes JoinInts(__m256i low, __m256i high) {
+    return _mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1);
+}
 #else
-    const auto half = [&](const uint8_t* q) {
-        const __m256d x = _mm256_cvtepi32_pd(_mm_loadu_si128(reinterpret_cast<const __m128i*>(q)));
-        const __m256d whole = _mm256_round_pd(_mm256_mul_pd(x, _mm256_set1_pd(factor)), kTowardsZero);
-        const __m256d sum = _mm256_add_pd(whole, _mm256_set1_pd(offset));
-        return _mm256_cvttpd_epi32(_mm256_min_pd(sum, _mm256_set1_pd(255.0)));
-    };
-    return _mm256_inserti128_si256(_mm256_castsi128_si256(half(p)), half(p + 16), 1);
+typedef __m256d Doubles;
+#define VEL_DOUBLES_OP(name) VEL_JOIN(_mm256_, name)
+static inline Doubles DoublesOf(const uint8_t* p) {
+    return _mm256_cvtepi32_pd(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+}
+static inline Doubles Whole(Doubles v) { return _mm256_round_pd(v, kTowardsZero); }
+static inline Bytes JoinInts(__m128i low, __m128i high) {
+    return _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
+}
 #endif
+
+// For factors that keep an int32 an int32, and offsets that 16-bit arithmetic can saturate: what is cut off at 16 bits
+// stays outside 0 to 255.
+static inline void ScaleSmall(uint8_t* dst, const uint8_t* src, size_t pixels, double factor, int offset) {
+    const Doubles f = VEL_DOUBLES_OP(set1_pd)(factor);
+    const auto ints = [&](const uint8_t* p) {
+        const auto half = [&](const uint8_t* q) {
+            return VEL_DOUBLES_OP(cvttpd_epi32)(VEL_DOUBLES_OP(mul_pd)(DoublesOf(q), f));
+        };
+        return JoinInts(half(p), half(p + kVectorBytes / 2));
+    };
+    MapToBytes(dst, src, pixels, 4, 0, [&](const uint8_t* p) {
+        const auto raised = [&](Bytes a, Bytes b) {
+            return VEL_BYTES_OP(adds_epi16)(VEL_BYTES_OP(packs_epi32)(a, b), Splat16(offset));
+        };
+        return InMemoryOrder(VEL_BYTES_OP(packus_epi16)(
+            raised(ints(p), ints(p + kVectorBytes)), raised(ints(p + 2 * kVectorBytes), ints(p + 3 * kVectorBytes))));
+    });
+}
+
+// For finite factors. 255 and more saturate when narrowed, as does what is below 0.
+static inline void ScaleFinite(uint8_t* dst, const uint8_t* src, size_t pixels, double factor, int offset) {
+    const Doubles f = VEL_DOUBLES_OP(set1_pd)(factor), raise = VEL_DOUBLES_OP(set1_pd)(offset);
+    const Doubles most = VEL_DOUBLES_OP(set1_pd)(255.0);
+    const auto ints = [&](const uint8_t* p) {
+        const auto half = [&](const uint8_t* q) {
+            const Doubles sum = VEL_DOUBLES_OP(add_pd)(Whole(VEL_DOUBLES_OP(mul_pd)(DoublesOf(q), f)), raise);
+            return VEL_DOUBLES_OP(cvttpd_epi32)(VEL_DOUBLES_OP(min_pd)(sum, most));
+        };
+        return JoinInts(half(p), half(p + kVectorBytes / 2));
+    };
+    MapToBytes(dst, src, pixels, 4, 0, [&](const uint8_t* p) {
+        return InMemoryOrder(
+            Narrowed(ints(p), ints(p + kVectorBytes), ints(p + 2 * kVectorBytes), ints(p + 3 * kVectorBytes)));
+    });
 }
 #endif
 
 static void ScaleOffsetIntTo8(uint8_t* dst, const uint8_t* src, size_t pixels, double factor, int offset) {
 #if VEL_AVX2
+    if (factor > -1 && factor <= 1 && offset >= -32000 && offset <= 32000) {
+        ScaleSmall(dst, src, pixels, factor, offset);
+        return;
+    }
     if (factor - factor == 0) {
-        MapToBytes(dst, src, pixels, 4, 0, [&](const uint8_t* p) {
-            const auto ints = [&](size_t k) { return OffsetInts(p + k * kVectorBytes, factor, offset); };
-            return NarrowedInOrder(ints(0), ints(1), ints(2), ints(3));
-        });
+        ScaleFinite(dst, src, pixels, factor, offset);
         return;
     }
 #endif

@@ -94,14 +94,16 @@ static inline Bytes LookUp(Bytes index, const ByteTable& table) {
     return _mm512_mask_blend_epi8(_mm512_movepi8_mask(index), low, high);
 }
 #elif VEL_AVX2
-// A 256-entry byte table as sixteen of 16 bytes, each kept as its difference (exclusive or) to the one before in its half.
+// A 256-entry byte table as sixteen of 16 bytes, each kept as its difference (exclusive or) to the one before in its
+// half.
 struct ByteTable {
     __m128i part[16];
     explicit ByteTable(const uint8_t* entries) {
         for (int k = 0; k < 16; ++k) {
             part[k] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(entries + 16 * k));
             if (k % 8) {
-                part[k] = _mm_xor_si128(part[k], _mm_loadu_si128(reinterpret_cast<const __m128i*>(entries + 16 * k - 16)));
+                part[k] =
+                    _mm_xor_si128(part[k], _mm_loadu_si128(reinterpret_cast<const __m128i*>(entries + 16 * k - 16)));
             }
         }
     }
@@ -137,9 +139,7 @@ static inline void LookUpBytes(uint8_t* dst, const uint8_t* src, size_t bytes, c
     for (size_t i = 0; i < bytes; ++i) dst[i] = table[src[i]];
 }
 
-static inline uint8_t Saturate(int value) {
-    return static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
-}
+static inline uint8_t Saturate(int value) { return static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value); }
 
 // floor(sum / 3) for sums up to 765: 21846 / 2^16 is 1/3 + 1.1e-5, too little to reach the next integer.
 static inline uint32_t ThirdOf(uint32_t sum) { return sum * 21846u >> 16; }

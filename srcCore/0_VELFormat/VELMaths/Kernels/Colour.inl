@@ -103,6 +103,59 @@ static void BlendTintRow24(uint8_t* row, size_t pixels, const TintTable* table, 
 static void BlendTintRow32(uint8_t* row, size_t pixels, const TintTable* table, int weight) {
     ChangePlanes32(row, pixels, PlaneBlend(*table, weight));
 }
+#elif VEL_AVX2
+// The tint of a pixel a lane, without alpha.
+static inline Bytes TintOfLanes(Bytes pixels, const TintTable* table) {
+    const Bytes green = _mm256_srli_epi32(pixels, 8), red = _mm256_srli_epi32(pixels, 16);
+    const Bytes high = Max8(Max8(pixels, green), red), low = Min8(Min8(pixels, green), red);
+    const Bytes lightness = And(_mm256_avg_epu8(high, low), Splat32(0xFF));
+    return _mm256_i32gather_epi32(reinterpret_cast<const int*>(table->colour), lightness, 4);
+}
+
+// Blue and red, then green, as 16-bit lanes; `old` gives the alpha.
+static inline Bytes MixedLanes(Bytes old, Bytes tinted, int weight) {
+    const Bytes oldWeight = Splat16(256 - weight), newWeight = Splat16(weight), even = Splat32(0x00FF00FF);
+    const auto mix = [&](Bytes a, Bytes b) {
+        return _mm256_add_epi16(_mm256_mullo_epi16(a, oldWeight), _mm256_mullo_epi16(b, newWeight));
+    };
+    const Bytes ends = _mm256_srli_epi16(mix(And(old, even), And(tinted, even)), 8);
+    const Bytes middle = mix(_mm256_srli_epi16(old, 8), _mm256_srli_epi16(tinted, 8));
+    return Or(ends, And(middle, Splat32(0x0000FF00)));
+}
+
+template <class Change>
+static inline void ChangeRow24(uint8_t* row, size_t pixels, const Change& change) {
+    size_t i = 0;
+    for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
+        StorePixels(row + 3 * i, change(SpreadPixels(row + 3 * i)));
+    }
+    if (i == pixels) return;
+    uint8_t part[3 * 2 * kLanePixels + kLaneSlack] = {};
+    memcpy(part, row + 3 * i, 3 * (pixels - i));
+    for (size_t k = 0; k < pixels - i; k += kLanePixels) StorePixels(part + 3 * k, change(SpreadPixels(part + 3 * k)));
+    memcpy(row + 3 * i, part, 3 * (pixels - i));
+}
+
+template <class Change>
+static inline void ChangeRow32(uint8_t* row, size_t pixels, const Change& change) {
+    MapBytes(row, row, 4 * pixels, [&](Bytes old) {
+        const Bytes changed = change(old);
+        return Or(changed, And(old, Splat32(static_cast<int>(0xFF000000u))));
+    });
+}
+
+static void TintRow24(uint8_t* row, size_t pixels, const TintTable* table) {
+    ChangeRow24(row, pixels, [&](Bytes old) { return TintOfLanes(old, table); });
+}
+static void TintRow32(uint8_t* row, size_t pixels, const TintTable* table) {
+    ChangeRow32(row, pixels, [&](Bytes old) { return TintOfLanes(old, table); });
+}
+static void BlendTintRow24(uint8_t* row, size_t pixels, const TintTable* table, int weight) {
+    ChangeRow24(row, pixels, [&](Bytes old) { return MixedLanes(old, TintOfLanes(old, table), weight); });
+}
+static void BlendTintRow32(uint8_t* row, size_t pixels, const TintTable* table, int weight) {
+    ChangeRow32(row, pixels, [&](Bytes old) { return MixedLanes(old, TintOfLanes(old, table), weight); });
+}
 #else
 static void TintRow24(uint8_t* row, size_t pixels, const TintTable* table) { Tint(row, pixels, table, 3); }
 

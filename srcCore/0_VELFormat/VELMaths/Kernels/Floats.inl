@@ -1,5 +1,5 @@
-// Single-precision lanes for the levels that have byte vectors (VEL_VECTOR). Included after Bytes.inl. Products and sums
-// are never fused: each is rounded.
+// Single-precision lanes for the levels that have byte vectors (VEL_VECTOR). Included after Bytes.inl. Products and
+// sums are never fused: each is rounded.
 
 #if VEL_VECTOR
 #if VEL_AVX512
@@ -14,14 +14,14 @@ static inline Floats Multiply(Floats a, Floats b) { return VEL_BYTES_OP(mul_ps)(
 static inline Floats Add(Floats a, Floats b) { return VEL_BYTES_OP(add_ps)(a, b); }
 static inline Floats FloatsOf(Bytes ints) { return VEL_BYTES_OP(cvtepi32_ps)(ints); }
 
-// Truncated, for values whose range below 0 and above `high` does not matter but for being there. A minimum answers with
-// its second operand where one is NaN, and NaN and what is too low to be an integer become the lowest integer.
+// Truncated, for values whose range below 0 and above `high` does not matter but for being there. A minimum answers
+// with its second operand where one is NaN, and NaN and what is too low to be an integer become the lowest integer.
 static inline Bytes TruncatedBelow(Floats v, float high) {
     return VEL_BYTES_OP(cvttps_epi32)(VEL_BYTES_OP(min_ps)(SplatFloat(high), v));
 }
 
-// A vector of bytes as four of floats, and four of integers as bytes, saturated. Both keep to the halves or quarters of a
-// register, and together they keep the order.
+// A vector of bytes as four of floats, and four of integers as bytes, saturated. Both keep to the halves or quarters of
+// a register, and together they keep the order.
 struct FourFloats {
     Floats part[4];
 };
@@ -35,9 +35,8 @@ static inline Bytes Narrowed(Bytes a, Bytes b, Bytes c, Bytes d) {
     return VEL_BYTES_OP(packus_epi16)(VEL_BYTES_OP(packs_epi32)(a, b), VEL_BYTES_OP(packs_epi32)(c, d));
 }
 
-// Four vectors of integers that follow each other in memory as bytes, saturated, in memory order.
-static inline Bytes NarrowedInOrder(Bytes a, Bytes b, Bytes c, Bytes d) {
-    const Bytes bytes = Narrowed(a, b, c, d);
+// The order of bytes narrowed from four vectors of integers that follow each other in memory.
+static inline Bytes InMemoryOrder(Bytes bytes) {
 #if VEL_AVX512
     const __m512i places = _mm512_set_epi32(15, 11, 7, 3, 14, 10, 6, 2, 13, 9, 5, 1, 12, 8, 4, 0);
     return _mm512_permutexvar_epi32(places, bytes);

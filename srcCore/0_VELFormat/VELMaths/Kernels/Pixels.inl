@@ -10,9 +10,9 @@ static constexpr size_t kLaneSlack = 16;
 
 // 3-byte pixels to lanes; the fourth byte is 0.
 static inline Bytes SpreadPixels(const uint8_t* p) {
-    const __m512i places = _mm512_set_epi32(0x2F2E2D, 0x2C2B2A, 0x292827, 0x262524, 0x232221, 0x201F1E, 0x1D1C1B,
-                                            0x1A1918, 0x171615, 0x141312, 0x11100F, 0x0E0D0C, 0x0B0A09, 0x080706,
-                                            0x050403, 0x020100);
+    const __m512i places =
+        _mm512_set_epi32(0x2F2E2D, 0x2C2B2A, 0x292827, 0x262524, 0x232221, 0x201F1E, 0x1D1C1B, 0x1A1918, 0x171615,
+                         0x141312, 0x11100F, 0x0E0D0C, 0x0B0A09, 0x080706, 0x050403, 0x020100);
     return _mm512_maskz_permutexvar_epi8(0x7777777777777777ull, places, _mm512_loadu_si512(p));
 }
 
@@ -47,8 +47,8 @@ static constexpr size_t kLaneSlack = 4;
 static inline Bytes SpreadPixels(const uint8_t* p) {
     const __m128i first = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
     const __m128i second = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 12));
-    const __m256i places = _mm256_broadcastsi128_si256(
-        _mm_set_epi8(-1, 11, 10, 9, -1, 8, 7, 6, -1, 5, 4, 3, -1, 2, 1, 0));
+    const __m256i places =
+        _mm256_broadcastsi128_si256(_mm_set_epi8(-1, 11, 10, 9, -1, 8, 7, 6, -1, 5, 4, 3, -1, 2, 1, 0));
     return _mm256_shuffle_epi8(_mm256_inserti128_si256(_mm256_castsi128_si256(first), second, 1), places);
 }
 
@@ -159,7 +159,8 @@ static inline void StorePlanes24(uint8_t* p, const Planes& planes) {
 static inline Planes LoadPlanes32(const uint8_t* p) {
     // Of two registers: 32 blue and 32 green bytes, or 32 red ones and alpha.
     const auto pairs = [](int first, const uint8_t* q) {
-        const __m512i places = _mm512_add_epi8(_mm512_loadu_si512(kPlacesOfPairs.place), _mm512_set1_epi8(static_cast<char>(first)));
+        const __m512i places =
+            _mm512_add_epi8(_mm512_loadu_si512(kPlacesOfPairs.place), _mm512_set1_epi8(static_cast<char>(first)));
         return _mm512_permutex2var_epi8(_mm512_loadu_si512(q), places, _mm512_loadu_si512(q + 64));
     };
     const __m512i low = pairs(0, p), high = pairs(0, p + 128);
@@ -170,11 +171,31 @@ static inline Planes LoadPlanes32(const uint8_t* p) {
 // Keeps what is there as alpha.
 static inline void StorePlanes32(uint8_t* p, const Planes& planes) {
     for (int v = 0; v < 4; ++v) {
-        const __m512i places = _mm512_add_epi8(_mm512_loadu_si512(kPlacesOfQuads.place), _mm512_set1_epi8(static_cast<char>(16 * v)));
+        const __m512i places =
+            _mm512_add_epi8(_mm512_loadu_si512(kPlacesOfQuads.place), _mm512_set1_epi8(static_cast<char>(16 * v)));
         const __m512i others = _mm512_permutex2var_epi8(planes.blue, places, planes.green);
         const __m512i colours = _mm512_mask_permutexvar_epi8(others, 0x4444444444444444ull, places, planes.red);
         const __m512i old = _mm512_loadu_si512(p + 64 * v);
         _mm512_storeu_si512(p + 64 * v, _mm512_mask_mov_epi8(colours, 0x8888888888888888ull, old));
     }
+}
+
+// 64 pixels of 4 bytes as 3-byte ones: each register of bytes comes from two neighbouring registers of pixels.
+static constexpr PlanePlaces PlacesOfThirds() {
+    PlanePlaces p{};
+    for (int v = 0; v < 3; ++v) {
+        for (int t = 0; t < 64; ++t) {
+            const int byte = 64 * v + t;
+            p.place[v][t] = static_cast<uint8_t>(4 * (byte / 3) + byte % 3 - 64 * v);
+        }
+    }
+    return p;
+}
+static constexpr PlanePlaces kPlacesOfThirds = PlacesOfThirds();
+
+static inline void Store4To3(uint8_t* p, __m512i a, __m512i b, __m512i c, __m512i d) {
+    _mm512_storeu_si512(p, _mm512_permutex2var_epi8(a, _mm512_loadu_si512(kPlacesOfThirds.place[0]), b));
+    _mm512_storeu_si512(p + 64, _mm512_permutex2var_epi8(b, _mm512_loadu_si512(kPlacesOfThirds.place[1]), c));
+    _mm512_storeu_si512(p + 128, _mm512_permutex2var_epi8(c, _mm512_loadu_si512(kPlacesOfThirds.place[2]), d));
 }
 #endif
