@@ -94,20 +94,20 @@ namespace vel {
 
 float TapWeight(Interpolation method, float t) {
     switch (method) {
-        case Interpolation::BSpline: return BSplineCurve(t);
-        case Interpolation::BicubicSharp: return BicubicSharpCurve(t);
-        case Interpolation::CatmullRom: return CatmullRomCurve(t);
+        case Interpolation::BSpline: return BSplineCurve::At(t);
+        case Interpolation::BicubicSharp: return BicubicSharpCurve::At(t);
+        case Interpolation::CatmullRom: return CatmullRomCurve::At(t);
         case Interpolation::Lanczos6: return Lanczos6(t);
-        case Interpolation::Box: return BoxCurve(t);
-        case Interpolation::Hermite: return HermiteCurve(t);
-        case Interpolation::HermiteScaled: return HermiteScaledCurve(t);
+        case Interpolation::Box: return BoxCurve::At(t);
+        case Interpolation::Hermite: return HermiteCurve::At(t);
+        case Interpolation::HermiteScaled: return HermiteScaledCurve::At(t);
         case Interpolation::Sinc: return Sinc(t);
         case Interpolation::BlackmanWindow: return BlackmanWindow(t);
         case Interpolation::Bessel: return Bessel(t);
         case Interpolation::Gaussian: return Gaussian(t);
-        case Interpolation::Quadratic: return QuadraticCurve(t);
-        case Interpolation::Mitchell: return MitchellCurve(t);
-        case Interpolation::CatmullRomHalf: return CatmullRomHalfCurve(t);
+        case Interpolation::Quadratic: return QuadraticCurve::At(t);
+        case Interpolation::Mitchell: return MitchellCurve::At(t);
+        case Interpolation::CatmullRomHalf: return CatmullRomHalfCurve::At(t);
         default: return 0;
     }
 }

@@ -47,6 +47,10 @@ TurnedGrid GridOver(uint32_t width, uint32_t height, const Turn* turn) {
     return grid;
 }
 
+// Turned rows run across many source rows. Strips of this many columns, each taken from its first row to its last, keep
+// the source pixels of neighbouring rows in the nearest caches.
+constexpr size_t kStripWidth = Sampler::kRun;
+
 // Source positions of the destination's pixels. Grid coordinates advance by adding 1, from the first column in every row
 // and from the first row, so their rounding is that of the repeated sum.
 class Positions {
@@ -54,25 +58,28 @@ public:
     static constexpr size_t kRun = Sampler::kRun;
 
     Positions(const TurnedGrid& grid, const Turn& turn, float addX, float addY)
-        : m_terms{turn.cosine, turn.sine, addX, addY}, m_row(grid.offsetY), m_count(static_cast<size_t>(grid.width)),
-          m_memory(uint64_t{m_count} * sizeof(float)), m_columns(m_memory.As<float>()) {
+        : m_terms{turn.cosine, turn.sine, addX, addY}, m_firstRow(grid.offsetY), m_row(grid.offsetY),
+          m_memory(static_cast<uint64_t>(grid.width) * sizeof(float)), m_columns(m_memory.As<float>()) {
         float column = grid.offsetX;
-        for (size_t i = 0; m_columns && i < m_count; ++i, column += 1.0f) m_columns[i] = column;
+        for (int32_t i = 0; m_columns && i < grid.width; ++i, column += 1.0f) m_columns[i] = column;
     }
     // False when there was no memory.
     bool Ready() const { return m_columns; }
+    void FirstRow() { m_row = m_firstRow; }
     void NextRow() { m_row += 1.0f; }
 
     float X(size_t i) const { return m_columns[i] * m_terms.cosine + m_row * m_terms.sine + m_terms.addX; }
     float Y(size_t i) const { return m_row * m_terms.cosine - m_columns[i] * m_terms.sine + m_terms.addY; }
 
-    // The columns, of the first `count`, at which neither x nor y is outside by the given tests. A position advances by
-    // a constant, so x and y are monotone along a row, rounding included.
+    // The columns of `strip` at which neither x nor y is outside by the given tests. A position advances by a constant,
+    // so x and y are monotone along a row, rounding included.
     template <class Below, class AboveX, class AboveY>
-    Span Where(size_t count, Below below, AboveX aboveX, AboveY aboveY) {
-        m_spanX = SpanBetween(count, [&](size_t i) { return X(i); }, below, aboveX, m_spanX);
-        m_spanY = SpanBetween(count, [&](size_t i) { return Y(i); }, below, aboveY, m_spanY);
-        return Intersection(m_spanX, m_spanY);
+    Span Where(const Span& strip, Below below, AboveX aboveX, AboveY aboveY) {
+        const size_t from = strip.first, count = strip.last - from;
+        m_spanX = SpanBetween(count, [&](size_t i) { return X(from + i); }, below, aboveX, m_spanX);
+        m_spanY = SpanBetween(count, [&](size_t i) { return Y(from + i); }, below, aboveY, m_spanY);
+        const Span span = Intersection(m_spanX, m_spanY);
+        return {from + span.first, from + span.last};
     }
 
     // Positions and colours of at most kRun pixels of the row.
@@ -85,8 +92,7 @@ public:
 
 private:
     TurnTerms m_terms;
-    float m_row;
-    size_t m_count;
+    float m_firstRow, m_row;
     ScratchBuffer m_memory;
     float* m_columns;
     Span m_spanX, m_spanY;  // of the row before: a good first guess
@@ -98,8 +104,11 @@ private:
 class PixelWriter {
 public:
     PixelWriter(const ImageView& dest, bool fourBytes)
-        : m_block(dest), m_skippedBytes(fourBytes ? 4 : 3), m_writtenBytes(dest.bitsPerPixel > 15 ? m_skippedBytes : 1) {}
+        : m_block(dest), m_depthBytes(static_cast<int>(dest.PixelBytes())), m_skippedBytes(fourBytes ? 4 : 3),
+          m_writtenBytes(dest.bitsPerPixel > 15 ? m_skippedBytes : 1) {}
 
+    // Whether every pixel has its own place, so that the order of writing does not matter.
+    bool Ordered() const { return m_skippedBytes == m_depthBytes; }
     void StartRow(int64_t row) { m_at = m_block.Row(row); }
     void Skip(size_t count) { m_at += static_cast<int64_t>(count) * m_skippedBytes; }
     void Write(const uint32_t* colours, size_t count) {
@@ -123,7 +132,7 @@ private:
     }
 
     PixelBlock m_block;
-    int m_skippedBytes, m_writtenBytes;
+    int m_depthBytes, m_skippedBytes, m_writtenBytes;
     int64_t m_at = 0;
 };
 
@@ -146,16 +155,21 @@ void TurnInto(const ImageView& from, const ImageView& to, Positions& at, int met
     const float right = static_cast<float>(from.width) - 4.0f, bottom = static_cast<float>(from.height) - 4.0f;
     const Sampler sampler(from, method);
     PixelWriter writer(to, fourBytes);
-    for (uint32_t j = 0; j < to.height; ++j, at.NextRow()) {
-        const Span span = at.Where(
-            to.width, [](float p) { return !(p > 3.0f); }, [=](float x) { return !(x < right); },
-            [=](float y) { return !(y < bottom); });
-        writer.StartRow(j);
-        writer.Skip(span.first);
-        for (size_t i = span.first; i < span.last; i += Positions::kRun) {
-            const size_t count = std::min(Positions::kRun, span.last - i);
-            at.Sample(sampler, i, count);
-            writer.Write(at.colours, count);
+    const size_t stripWidth = writer.Ordered() ? kStripWidth : to.width;
+    for (Span strip{0, 0}; strip.last < to.width; strip.first = strip.last) {
+        strip.last = std::min<size_t>(strip.first + stripWidth, to.width);
+        at.FirstRow();
+        for (uint32_t j = 0; j < to.height; ++j, at.NextRow()) {
+            const Span span = at.Where(
+                strip, [](float p) { return !(p > 3.0f); }, [=](float x) { return !(x < right); },
+                [=](float y) { return !(y < bottom); });
+            writer.StartRow(j);
+            writer.Skip(span.first);
+            for (size_t i = span.first; i < span.last; i += Positions::kRun) {
+                const size_t count = std::min(Positions::kRun, span.last - i);
+                at.Sample(sampler, i, count);
+                writer.Write(at.colours, count);
+            }
         }
     }
 }
@@ -228,19 +242,25 @@ HRESULT CVELImageTransform::RotatePaste(IVEL* source, IVEL* destination, double 
     const SamplingKernels& kernels = Kernels().Sampling();
     const Sampler sampler(from, method);
     const int pixelBytes = to.bitsPerPixel == 24 ? 3 : 4;
-    const size_t run = Overlap(from, to) ? 1 : Positions::kRun;
-    for (int32_t j = 0; j < rows; ++j, at.NextRow()) {
-        const Span span = at.Where(
-            static_cast<size_t>(columns), [](float p) { return p < 0; }, [=](float x) { return x > right; },
-            [=](float y) { return y > bottom; });
-        for (size_t i = span.first; i < span.last; i += run) {
-            const size_t count = std::min(run, span.last - i);
-            at.Sample(sampler, i, count);
-            uint8_t* out = to.Row(j) + i * static_cast<size_t>(pixelBytes);
-            if (from.bitsPerPixel >= 25) {
-                kernels.BlendRow(out, pixelBytes, at.colours, count);
-            } else {
-                kernels.KeyedRow(out, pixelBytes, at.colours, static_cast<uint32_t>(transparentColour), count);
+    const auto width = static_cast<size_t>(columns);
+    const bool overlap = Overlap(from, to);
+    const size_t run = overlap ? 1 : Positions::kRun, stripWidth = overlap ? width : kStripWidth;
+    for (Span strip{0, 0}; strip.last < width; strip.first = strip.last) {
+        strip.last = std::min(strip.first + stripWidth, width);
+        at.FirstRow();
+        for (int32_t j = 0; j < rows; ++j, at.NextRow()) {
+            const Span span = at.Where(
+                strip, [](float p) { return p < 0; }, [=](float x) { return x > right; },
+                [=](float y) { return y > bottom; });
+            for (size_t i = span.first; i < span.last; i += run) {
+                const size_t count = std::min(run, span.last - i);
+                at.Sample(sampler, i, count);
+                uint8_t* out = to.Row(j) + i * static_cast<size_t>(pixelBytes);
+                if (from.bitsPerPixel >= 25) {
+                    kernels.BlendRow(out, pixelBytes, at.colours, count);
+                } else {
+                    kernels.KeyedRow(out, pixelBytes, at.colours, static_cast<uint32_t>(transparentColour), count);
+                }
             }
         }
     }

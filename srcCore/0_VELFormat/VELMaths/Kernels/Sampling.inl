@@ -89,13 +89,16 @@ static void TapOffsets(int64_t* offsets, const SampledPixels* pixels, const floa
     }
 }
 
-template <float (*curve)(float)>
+template <class Curve>
 static void WeighTaps(float* weights, size_t pitch, const float* positions, size_t count) {
-    for (int tap = 0; tap < 4; ++tap, weights += pitch) {
-        for (size_t i = 0; i < count; ++i) {
-            const int32_t pixel = static_cast<int32_t>(positions[i]) + (tap - 1);
-            weights[i] = curve(static_cast<float>(pixel) - positions[i]);
-        }
+    for (size_t i = 0; i < count; ++i) {
+        const float position = positions[i];
+        // Sums of whole numbers round to single precision as the numbers themselves would.
+        const auto cell = static_cast<float>(static_cast<int32_t>(position));
+        weights[i] = Curve::template Tap<0>((cell - 1) - position);
+        weights[pitch + i] = Curve::template Tap<1>(cell - position);
+        weights[2 * pitch + i] = Curve::template Tap<2>((cell + 1) - position);
+        weights[3 * pitch + i] = Curve::template Tap<3>((cell + 2) - position);
     }
 }
 

@@ -10,24 +10,32 @@ static inline __m512i LoadQuarters(const uint8_t* bits, const int64_t* offsets) 
 
 // Byte places for two-register permutes. Pairs: of the four pixels in each quarter of two registers (8 positions), the
 // columns 2 * half and 2 * half + 1, a 4-byte word a position, the 8 positions of the first column first.
-template <int kPixelBytes>
-static inline __m512i PairPlaces(int half) {
-    alignas(64) uint8_t places[64];
+struct alignas(64) BytePlaces {
+    uint8_t at[64];
+    __m512i Load() const { return _mm512_load_si512(at); }
+};
+static constexpr BytePlaces PairPlaces(int pixelBytes, int half) {
+    BytePlaces places{};
     for (int i = 0; i < 64; ++i) {
         const int column = 2 * half + i / 32, position = i / 4 % 8;
-        places[i] = static_cast<uint8_t>(position * 16 + column * kPixelBytes + (i % 4) % kPixelBytes);
+        places.at[i] = static_cast<uint8_t>(position * 16 + column * pixelBytes + (i % 4) % pixelBytes);
     }
-    return _mm512_load_si512(places);
+    return places;
 }
+static constexpr BytePlaces kPairPlaces3[2] = {PairPlaces(3, 0), PairPlaces(3, 1)};
+static constexpr BytePlaces kPairPlaces4[2] = {PairPlaces(4, 0), PairPlaces(4, 1)};
 // Channels: of two such pairs (16 positions), one channel of column 0 or 1 of the pair as the low byte of each word.
-static inline __m512i ChannelPlaces(int column, int channel) {
-    alignas(64) uint8_t places[64] = {};
+static constexpr BytePlaces ChannelPlaces(int column, int channel) {
+    BytePlaces places{};
     for (int position = 0; position < 16; ++position) {
-        places[4 * position] =
+        places.at[4 * position] =
             static_cast<uint8_t>(position / 8 * 64 + column * 32 + position % 8 * 4 + channel);
     }
-    return _mm512_load_si512(places);
+    return places;
 }
+static constexpr BytePlaces kChannelPlaces[2][4] = {
+    {ChannelPlaces(0, 0), ChannelPlaces(0, 1), ChannelPlaces(0, 2), ChannelPlaces(0, 3)},
+    {ChannelPlaces(1, 0), ChannelPlaces(1, 1), ChannelPlaces(1, 2), ChannelPlaces(1, 3)}};
 
 static inline __m512 LowByteChannel(__m512i first, __m512i places, __m512i second) {
     return _mm512_cvtepi32_ps(_mm512_maskz_permutex2var_epi8(0x1111111111111111ull, first, places, second));
@@ -45,11 +53,7 @@ struct VectorSums {
     static constexpr int kOverread = 4 * (4 - kPixelBytes);
 
     static inline __m512i Colours(const SampledPixels& source, const TapRun& taps, size_t k) {
-        const __m512i pair[2] = {PairPlaces<kPixelBytes>(0), PairPlaces<kPixelBytes>(1)};
-        __m512i place[2][kPixelBytes];
-        for (int column = 0; column < 2; ++column) {
-            for (int c = 0; c < kPixelBytes; ++c) place[column][c] = ChannelPlaces(column, c);
-        }
+        const BytePlaces(&pair)[2] = kPixelBytes == 3 ? kPairPlaces3 : kPairPlaces4;
         const int64_t* offsets = taps.offsets + k;
         const uint8_t* row = source.bits;
         __m512 sums[kPixelBytes];
@@ -62,12 +66,12 @@ struct VectorSums {
                 const __m512i a = LoadQuarters(at, offsets), b = LoadQuarters(at, offsets + 4);
                 const __m512i c4 = LoadQuarters(at, offsets + 8), d = LoadQuarters(at, offsets + 12);
                 for (int half = 0; half < 2; ++half) {
-                    const __m512i first = _mm512_permutex2var_epi8(a, pair[half], b);
-                    const __m512i second = _mm512_permutex2var_epi8(c4, pair[half], d);
+                    const __m512i first = _mm512_permutex2var_epi8(a, pair[half].Load(), b);
+                    const __m512i second = _mm512_permutex2var_epi8(c4, pair[half].Load(), d);
                     for (int column = 0; column < 2; ++column, columnWeights += taps.columnPitch) {
                         const __m512 weight = _mm512_mul_ps(_mm512_loadu_ps(columnWeights), rowWeights);
                         for (int c = 0; c < kPixelBytes; ++c) {
-                            const __m512 value = LowByteChannel(first, place[column][c], second);
+                            const __m512 value = LowByteChannel(first, kChannelPlaces[column][c].Load(), second);
                             sums[c] = _mm512_add_ps(sums[c], _mm512_mul_ps(weight, value));
                         }
                     }

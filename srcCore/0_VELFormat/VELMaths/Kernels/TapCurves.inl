@@ -1,55 +1,122 @@
-// The interpolation curves that need no transcendental function: what a tap at the signed distance t weighs.
-// Included by kernels and by the per-pixel path, so that both have the same arithmetic: single precision, powers
-// formed first, products from the left.
+// The interpolation curves that need no transcendental function: what a tap at the signed distance t weighs. Included by
+// kernels and by the per-pixel path, so that both have the same arithmetic: single precision, powers formed first,
+// products from the left.
+//
+// Each curve gives At(t) for every t, and Tap<k>(t) for tap k of 4 around a position of at least 1: there t is in (-2, -1],
+// (-1, 0], (0, 1] and (1, 2] for k = 0 to 3, which leaves less to compute and the same result.
 
 static inline float Magnitude(float t) { return t < 0 ? -t : t; }
-static inline float CubeAbove0(float u) {
-    const float above = u > 0 ? u : 0.0f;
-    return above * above * above;
-}
+static inline float CubeOf(float u) { return u * u * u; }
+static inline float CubeAbove0(float u) { return CubeOf(u > 0 ? u : 0.0f); }
 
-static inline float BSplineCurve(float t) {
-    const float sum = CubeAbove0(t + 2) - 4 * CubeAbove0(t + 1) + 6 * CubeAbove0(t) - 4 * CubeAbove0(t - 1);
-    return t > 2 ? 0.0f : sum * 0.16666667f;
-}
+struct BSplineCurve {
+    static inline float At(float t) {
+        const float sum = CubeAbove0(t + 2) - 4 * CubeAbove0(t + 1) + 6 * CubeAbove0(t) - 4 * CubeAbove0(t - 1);
+        return t > 2 ? 0.0f : sum * 0.16666667f;
+    }
+    template <int k>
+    static inline float Tap(float t) {
+        float sum = CubeOf(t + 2);
+        if (k >= 1) sum = sum - 4 * CubeOf(t + 1);
+        if (k >= 2) sum = sum + 6 * CubeOf(t);
+        if (k >= 3) sum = sum - 4 * CubeOf(t - 1);
+        return sum * 0.16666667f;
+    }
+};
 
-// A cubic of a = |t| below 1, another one below 2.
-static inline float TwoPieces(float a, float near, float far) { return a < 1 ? near : (a < 2 ? far : 0.0f); }
+// A cubic of a = |t| below 1 and another one from there to 2.
+template <class Cubic>
+struct TwoPieceCurve {
+    static inline float At(float t) {
+        const float a = Magnitude(t);
+        return a < 1 ? Cubic::Near(a) : a < 2 ? Cubic::Far(a) : 0.0f;
+    }
+    template <int k>
+    static inline float Tap(float t) {
+        const float a = k < 2 ? -t : t;
+        if (k == 0) return Cubic::Far(a);
+        if (k == 1) return Cubic::Near(a);
+        if (k == 2) return a < 1 ? Cubic::Near(a) : Cubic::Far(1);
+        return a < 2 ? Cubic::Far(a) : 0.0f;
+    }
+};
 
-static inline float BicubicSharpCurve(float t) {
-    const float a = Magnitude(t), squared = a * a, cubed = squared * a;
-    return TwoPieces(a, cubed - 2 * squared + 1, -cubed + 5 * squared - 8 * a + 4);
-}
+struct BicubicSharpCubic {
+    static inline float Near(float a) { return a * a * a - 2 * (a * a) + 1; }
+    static inline float Far(float a) { return -(a * a * a) + 5 * (a * a) - 8 * a + 4; }
+};
+struct CatmullRomCubic {
+    static inline float Near(float a) { return 1.5f * (a * a * a) - 2.5f * (a * a) + 1; }
+    static inline float Far(float a) { return -0.5f * (a * a * a) + 2.5f * (a * a) - 4 * a + 2; }
+};
+struct MitchellCubic {
+    static inline float Near(float a) { return 1.1666666f * (a * a * a) - 2 * (a * a) + 0.8888889f; }
+    static inline float Far(float a) {
+        return -0.38888887f * (a * a * a) + 2 * (a * a) - 3.3333333f * a + 1.7777778f;
+    }
+};
+typedef TwoPieceCurve<BicubicSharpCubic> BicubicSharpCurve;
+typedef TwoPieceCurve<CatmullRomCubic> CatmullRomCurve;
+typedef TwoPieceCurve<MitchellCubic> MitchellCurve;
 
-static inline float CatmullRomCurve(float t) {
-    const float a = Magnitude(t), squared = a * a, cubed = squared * a;
-    return TwoPieces(a, 1.5f * cubed - 2.5f * squared + 1, -0.5f * cubed + 2.5f * squared - 4 * a + 2);
-}
+struct BoxCurve {
+    static inline float At(float t) { return t >= -0.5f && t < 0.5f ? 1.0f : 0.0f; }
+    template <int k>
+    static inline float Tap(float t) {
+        return k == 1 ? (t >= -0.5f ? 1.0f : 0.0f) : k == 2 ? (t < 0.5f ? 1.0f : 0.0f) : 0.0f;
+    }
+};
 
-static inline float MitchellCurve(float t) {
-    const float a = Magnitude(t), squared = a * a, cubed = squared * a;
-    return TwoPieces(a, 1.1666666f * cubed - 2 * squared + 0.8888889f,
-                     -0.38888887f * cubed + 2 * squared - 3.3333333f * a + 1.7777778f);
-}
+static inline float HermiteInside(float t, float scale) { return scale * (2 * Magnitude(t) - 3) * (t * t) + 1; }
+template <bool kScaled>
+struct ScaledHermiteCurve {
+    static constexpr float kScale = kScaled ? 0.92f : 1.0f;
+    static inline float At(float t) { return t >= -1 && t < 1 ? HermiteInside(t, kScale) : 0.0f; }
+    template <int k>
+    static inline float Tap(float t) {
+        if (k == 0) return t >= -1 ? HermiteInside(-1, kScale) : 0.0f;
+        if (k == 1) return HermiteInside(t, kScale);
+        return k == 2 && t < 1 ? HermiteInside(t, kScale) : 0.0f;
+    }
+};
+typedef ScaledHermiteCurve<false> HermiteCurve;
+typedef ScaledHermiteCurve<true> HermiteScaledCurve;
 
-static inline float BoxCurve(float t) { return t >= -0.5f && t < 0.5f ? 1.0f : 0.0f; }
+struct QuadraticCurve {
+    static inline float Side(float u) { return 0.5f * (u * u); }
+    static inline float Middle(float t) { return 0.75f - t * t; }
+    static inline float At(float t) {
+        return t < -1.5f  ? 0.0f
+               : t < -0.5f ? Side(t + 1.5f)
+               : t < 0.5f  ? Middle(t)
+               : t < 1.5f  ? Side(t - 1.5f)
+                           : 0.0f;
+    }
+    template <int k>
+    static inline float Tap(float t) {
+        if (k == 0) return t < -1.5f ? 0.0f : Side(t + 1.5f);
+        if (k == 1) return t < -0.5f ? Side(t + 1.5f) : Middle(t);
+        if (k == 2) return t < 0.5f ? Middle(t) : Side(t - 1.5f);
+        return t < 1.5f ? Side(t - 1.5f) : 0.0f;
+    }
+};
 
-static inline float ScaledHermite(float t, float scale) {
-    const float inside = scale * (2 * Magnitude(t) - 3) * (t * t) + 1;
-    return t >= -1 && t < 1 ? inside : 0.0f;
-}
-static inline float HermiteCurve(float t) { return ScaledHermite(t, 1.0f); }
-static inline float HermiteScaledCurve(float t) { return ScaledHermite(t, 0.92f); }
-
-static inline float QuadraticCurve(float t) {
-    const float left = 0.5f * ((t + 1.5f) * (t + 1.5f)), right = 0.5f * ((t - 1.5f) * (t - 1.5f));
-    const float middle = 0.75f - t * t;
-    return t < -1.5f ? 0.0f : t < -0.5f ? left : t < 0.5f ? middle : t < 1.5f ? right : 0.0f;
-}
-
-static inline float CatmullRomHalfCurve(float t) {
-    const float squared = t * t, cubed = squared * t;
-    const float farLeft = 0.5f * (cubed + 5 * squared + 8 * t + 4), left = 0.5f * (-3 * cubed - 5 * squared + 2);
-    const float right = 0.5f * (3 * cubed - 5 * squared + 2), farRight = 0.5f * (-cubed + 5 * squared - 8 * t + 4);
-    return t < -2 ? 0.0f : t < -1 ? farLeft : t < 0 ? left : t < 1 ? right : t < 2 ? farRight : 0.0f;
-}
+struct CatmullRomHalfCurve {
+    static inline float FarLeft(float t) { return 0.5f * (t * t * t + 5 * (t * t) + 8 * t + 4); }
+    static inline float Left(float t) { return 0.5f * (-3 * (t * t * t) - 5 * (t * t) + 2); }
+    static inline float Right(float t) { return 0.5f * (3 * (t * t * t) - 5 * (t * t) + 2); }
+    static inline float FarRight(float t) { return 0.5f * (-(t * t * t) + 5 * (t * t) - 8 * t + 4); }
+    static inline float At(float t) {
+        return t < -2  ? 0.0f
+               : t < -1 ? FarLeft(t)
+               : t < 0  ? Left(t)
+               : t < 1  ? Right(t)
+               : t < 2  ? FarRight(t)
+                        : 0.0f;
+    }
+    // Neighbouring pieces are the same number where they meet.
+    template <int k>
+    static inline float Tap(float t) {
+        return k == 0 ? FarLeft(t) : k == 1 ? Left(t) : k == 2 ? Right(t) : FarRight(t);
+    }
+};
