@@ -270,6 +270,20 @@ TEST_F(GeoResample, LargeReductionsAndEnlargements) {
     }
 }
 
+// Few columns become many while rows shrink: what lies near the left and right border spans many runs of columns.
+TEST_F(GeoResample, ColumnsGrowWhileRowsShrink) {
+    test::Random random(7);
+    for (const uint32_t depth : {8u, 24u, 32u}) {
+        const ref::Image image = test::RandomImage(random, 14, 30, 1, depth, ref::kBgr);
+        const auto source = TestImage::New(image);
+        for (const int method : {0, 1, 4, 5}) {
+            EXPECT_TRUE(test::SameBytes(*ref::Resample(image, 3000, 7, method, 0, host),
+                                        Resampled(source, 3000, 7, method, 0)))
+                << depth << ", method " << method;
+        }
+    }
+}
+
 TEST_F(GeoResample, NegativeSizesAreForTheHostToRefuse) {
     const auto source = TestImage::New(test::GreyImage({{1, 2}, {3, 4}}));
     collection->imageFaults.createSilent = true;

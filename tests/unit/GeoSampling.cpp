@@ -1,12 +1,13 @@
 // The sampling functions, the Bessel function and the line stepper, called directly.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <vector>
 
 #include "BresenhamLine.h"
-#include "Sampling.h"
+#include "SamplingRows.h"
 #include "reference/Geometry.h"
 #include "support/Images.h"
 
@@ -203,35 +204,91 @@ TEST_F(GeoSampling, MatchesTheReference) {
     });
 }
 
-// Rows of positions at once, as the operations sample them: steady walks, jumps, in and out of the image.
-TEST_F(GeoSampling, RowsOfPositionsMatchTheReference) {
-    test::RandomCases(300, [&](test::Random& random) {
+// A run of positions that rise or fall steadily, in and out of a range of `size` pixels.
+std::vector<float> Walk(test::Random& random, uint32_t size, size_t count) {
+    const float step = random.Chance(30) ? random.Pick({0.0f, 1.0f, -1.0f, 0.5f, 3.0f})
+                                         : static_cast<float>(random.Real(-1.5, 1.5));
+    float next = random.Chance(30) ? static_cast<float>(random.Int(-10, static_cast<int>(size) + 9)) / 2.0f
+                                   : static_cast<float>(random.Real(-9.0, size + 9.0));
+    std::vector<float> positions(count);
+    for (float& position : positions) {
+        position = next;
+        next += step;
+    }
+    return positions;
+}
+
+// Runs of positions at once, as the operations sample them.
+TEST_F(GeoSampling, RunsOfPositionsMatchTheReference) {
+    test::RandomCases(600, [&](test::Random& random) {
         const ref::Image image = test::RandomImage(random, {.largestWidth = 60, .largestHeight = 40});
         SCOPED_TRACE(test::Describe(image));
         const auto host = TestImage::New(image, static_cast<size_t>(random.Int(0, 9)));
         const int method = random.Int(-1, 16);
         const vel::Sampler sampler(vel::ViewOf(host.Get()), method);
-        const size_t count = static_cast<size_t>(random.Pick({0, 1, 2, 7, 16, 31, 100, 300}));
-        std::vector<float> x(count), y(count);
-        const bool jumps = random.Chance(30);
-        float stepX = static_cast<float>(random.Real(-1.2, 1.2)), stepY = static_cast<float>(random.Real(-0.5, 0.5));
-        if (random.Chance(20)) stepX = 1.0f, stepY = 0.0f;
-        float nextX = static_cast<float>(random.Int(-10, static_cast<int>(image.width) + 8));
-        float nextY = static_cast<float>(random.Real(-9.0, image.height + 9.0));
-        for (size_t k = 0; k < count; ++k) {
-            if (jumps) {
-                nextX = static_cast<float>(random.Int(-18, 2 * static_cast<int>(image.width) + 18)) / 2.0f;
-                nextY = static_cast<float>(random.Real(-9.0, image.height + 9.0));
-            }
-            x[k] = nextX, y[k] = nextY;
-            nextX += stepX, nextY += stepY;
-        }
+        const size_t count = static_cast<size_t>(random.Int(0, static_cast<int>(vel::Sampler::kRun)));
+        const std::vector<float> x = Walk(random, image.width, count), y = Walk(random, image.height, count);
         std::vector<uint32_t> colours(count, 0xDEADBEEF);
         sampler.Sample(x.data(), y.data(), colours.data(), count);
         for (size_t k = 0; k < count; ++k) {
             ASSERT_EQ(colours[k], ref::GetPixelColorInterpolated(image, x[k], y[k], method))
                 << std::hexfloat << "method " << method << " at " << x[k] << ", " << y[k] << ", number " << k;
         }
+    });
+}
+
+TEST_F(GeoSampling, TruncatingRunsTakeThePixelAtTheTruncatedPosition) {
+    test::RandomCases(200, [&](test::Random& random) {
+        const ref::Image image = test::RandomImage(random, {.largestWidth = 60, .largestHeight = 40});
+        const auto host = TestImage::New(image);
+        const vel::Sampler sampler = vel::Sampler::Truncating(vel::ViewOf(host.Get()));
+        const std::vector<float> x = Walk(random, image.width, 100), y = Walk(random, image.height, 100);
+        std::vector<uint32_t> colours(100, 0xDEADBEEF);
+        sampler.Sample(x.data(), y.data(), colours.data(), 100);
+        for (size_t k = 0; k < 100; ++k) {
+            ASSERT_EQ(colours[k], ref::GetPixelColor(image, ref::Truncated(x[k]), ref::Truncated(y[k])))
+                << test::Describe(image) << " at " << x[k] << ", " << y[k];
+        }
+    });
+}
+
+TEST_F(GeoSampling, GridsMatchTheReference) {
+    test::RandomCases(300, [&](test::Random& random) {
+        const ref::Image image = test::RandomImage(random, {.largestWidth = 60, .largestHeight = 40});
+        SCOPED_TRACE(test::Describe(image));
+        const auto host = TestImage::New(image, static_cast<size_t>(random.Int(0, 9)));
+        const int method = random.Int(-1, 16);
+        const size_t count = static_cast<size_t>(random.Int(1, 400));
+        const std::vector<float> columns = Walk(random, image.width, count), rows = Walk(random, image.height, 4);
+        const vel::GridSampler sampler(vel::ViewOf(host.Get()), method, columns.data(), count);
+        ASSERT_TRUE(sampler.Ready());
+        for (const float y : rows) {
+            const size_t first = static_cast<size_t>(random.Int(0, static_cast<int>(count) - 1));
+            const size_t taken = std::min(count - first, static_cast<size_t>(random.Int(0, vel::Sampler::kRun)));
+            std::vector<uint32_t> colours(taken, 0xDEADBEEF);
+            sampler.Sample(y, first, colours.data(), taken);
+            for (size_t k = 0; k < taken; ++k) {
+                ASSERT_EQ(colours[k], ref::GetPixelColorInterpolated(image, columns[first + k], y, method))
+                    << std::hexfloat << "method " << method << " at " << columns[first + k] << ", " << y;
+            }
+        }
+    });
+}
+
+TEST_F(GeoSampling, SpansAreThoseOfAScan) {
+    test::RandomCases(2000, [&](test::Random& random) {
+        const size_t count = static_cast<size_t>(random.Int(0, 70));
+        const std::vector<float> values = Walk(random, 30, count);
+        const float low = static_cast<float>(random.Int(-5, 20)), high = low + static_cast<float>(random.Int(0, 25));
+        const vel::Span hint{static_cast<size_t>(random.Int(0, 80)), static_cast<size_t>(random.Int(0, 80))};
+        const auto span = vel::SpanBetween(
+            count, [&](size_t k) { return values[k]; }, [&](float v) { return v < low; },
+            [&](float v) { return v > high; }, hint);
+        for (size_t k = 0; k < count; ++k) {
+            ASSERT_EQ(k >= span.first && k < span.last, values[k] >= low && values[k] <= high)
+                << k << " of " << count << ": " << values[k] << " in " << low << " to " << high;
+        }
+        ASSERT_LE(span.last, count);
     });
 }
 

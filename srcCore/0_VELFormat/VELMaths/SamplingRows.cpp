@@ -150,7 +150,8 @@ void GridSampler::Sample(float y, size_t first, uint32_t* colours, size_t count)
     if (IsPointMethod(sampler.m_method)) return sampler.Sample(m_columns + first, rows, colours, count);
 
     const Span direct = sampler.m_direct ? sampler.DirectSpan(&y, 1, sampler.m_source.height) : Span{};
-    const Span span = direct.first < direct.last ? Intersection(m_span, {first, first + count}) : Span{first, first};
+    Span span = direct.first < direct.last ? Intersection(m_span, {first, first + count}) : Span{};
+    if (span.first == span.last) span = {first, first};  // the direct columns may all lie beyond this run
     for (size_t k = first; k < span.first; ++k) colours[k - first] = sampler.ColourAt(m_columns[k], y);
     if (span.first < span.last) {
         // The row's weights, repeated for every position of the run.
