@@ -289,7 +289,11 @@ HRESULT TestImage::GetPalette(const RGBQUAD** entries, uint32_t* count) {
 
 // ---------------------------------------------------------------------------------------------------------------
 
-SmartPtr<TestString> TestString::New() { return SmartPtr<TestString>::Adopt(new TestString); }
+SmartPtr<TestString> TestString::New(TestCollection* owner) {
+    auto string = SmartPtr<TestString>::Adopt(new TestString);
+    if (owner) string->m_owner = owner->Weak();
+    return string;
+}
 
 HRESULT TestString::QueryInterface(const IID& iid, void** object) {
     *object = nullptr;
@@ -308,15 +312,16 @@ uint32_t TestString::Release() {
 }
 
 HRESULT TestString::GetString(tagREFString* out) {
-    bomb.Pass(Call::GetString);
+    if (m_owner && *m_owner) (*m_owner)->bomb.Pass(Call::GetString);
     *out = {static_cast<int32_t>(text.size()), text.data()};
     return S_OK;
 }
 
 HRESULT TestString::Append(int32_t count, const wchar_t* characters) {
-    ++appends;
-    bomb.Pass(Call::Append);
-    if (refuseAppend) return E_FAIL;
+    if (m_owner && *m_owner) {
+        (*m_owner)->appends.push_back(count);
+        (*m_owner)->bomb.Pass(Call::Append);
+    }
     text.append(characters, static_cast<size_t>(count));
     return S_OK;
 }
@@ -368,7 +373,7 @@ HRESULT TestComponentString::CreateInstance(const IID* iid, void** object) {
     }
     if (fields[1] == L"CreatableString") {
         if (owner && owner->refuseStrings) return E_FAIL;
-        return TestString::New()->QueryInterface(*iid, object);
+        return TestString::New(owner)->QueryInterface(*iid, object);
     }
     if (fields[1] == L"VELImageDIB") {
         if (owner && owner->refuseImages) return E_FAIL;

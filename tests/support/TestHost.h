@@ -156,13 +156,13 @@ private:
     std::vector<RGBQUAD> m_palette;
 };
 
+class TestCollection;
+
 class TestString final : public Counted, public ICreatableString {
 public:
-    static SmartPtr<TestString> New();
+    // `owner` sees what happens to the string, for as long as it lives; it may be null.
+    static SmartPtr<TestString> New(TestCollection* owner = nullptr);
     std::wstring text;
-    int appends = 0;
-    bool refuseAppend = false;
-    Bomb bomb;
 
     HRESULT QueryInterface(const IID& iid, void** object) override;
     uint32_t AddRef() override { return Up(); }
@@ -172,9 +172,8 @@ public:
 
 private:
     TestString() = default;
+    std::shared_ptr<TestCollection*> m_owner;
 };
-
-class TestCollection;
 
 // Makes objects of the component that fields 1 (object) and 4 (module) name.
 class TestComponentString final : public Counted, public IComponentString {
@@ -218,6 +217,7 @@ public:
     std::vector<Call> calls;
     std::vector<CreateObjectArguments> objects;
     std::vector<std::wstring> looked;  // names given to FindComponent
+    std::vector<int32_t> appends;      // counts given to Append of the strings made
     std::vector<std::shared_ptr<ImageLog>> images;  // logs of the images made, in order
 
     SmartPtr<TestImage> MakeImage();
