@@ -282,7 +282,7 @@ private:
         if (bytes % 2 != 0 && m_at < m_data.size()) ++m_at;
     }
     void Put(uint32_t value) {
-        if (m_x >= m_header.width || m_y >= m_header.height) ThrowDamaged("a run leaves the BMP's row");
+        if (m_x >= m_header.width || m_y >= m_header.height) return;
         uint8_t* row = StoredRow(m_image, m_header, m_y);
         if (m_header.bits == 8) {
             row[m_x] = static_cast<uint8_t>(value);

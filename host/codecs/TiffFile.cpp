@@ -15,9 +15,8 @@ TiffFile::TiffFile(std::vector<uint8_t>& out, bool big) : m_out(&out) { Open(big
 void TiffFile::Open(const char* mode, uint64_t allocationLimit) {
     TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
     if (!options) throw std::bad_alloc();
-    const auto quiet = [](TIFF*, void*, const char*, const char*, va_list) { return 1; };
     TIFFOpenOptionsSetErrorHandlerExtR(options, OnError, this);
-    TIFFOpenOptionsSetWarningHandlerExtR(options, quiet, nullptr);
+    TIFFOpenOptionsSetWarningHandlerExtR(options, OnWarning, this);
     if (allocationLimit != 0) {
         const uint64_t limit = std::min<uint64_t>(allocationLimit, PTRDIFF_MAX);
         TIFFOpenOptionsSetMaxSingleMemAlloc(options, static_cast<tmsize_t>(limit));
@@ -86,6 +85,16 @@ int TiffFile::OnMap(thandle_t handle, void** base, toff_t* size) {
     if (file.m_out) return 0;
     *base = const_cast<uint8_t*>(file.m_data.data());  // libtiff only reads what it maps
     *size = file.m_data.size();
+    return 1;
+}
+
+int TiffFile::OnWarning(TIFF*, void* user, const char*, const char* format, va_list arguments) {
+    char text[256];
+    std::vsnprintf(text, sizeof text, format, arguments);
+    if (!std::strstr(text, "ignored")) return 1;
+    for (const char* field : {"ColorMap", "ExtraSamples", "SampleFormat", "BitsPerSample", "FillOrder", "Predictor"}) {
+        if (std::strstr(text, field)) static_cast<TiffFile*>(user)->m_fieldLost = true;
+    }
     return 1;
 }
 

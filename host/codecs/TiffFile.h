@@ -29,6 +29,9 @@ public:
     // The first error message since opening, or `otherwise`.
     const char* Trouble(const char* otherwise) const { return m_text[0] ? m_text : otherwise; }
 
+    // A field that says what pixels mean was broken and left out by libtiff, which then guesses.
+    bool FieldLost() const { return m_fieldLost; }
+
     // A field's value, libtiff's default where the file has none.
     uint32_t Field16(uint32_t tag) const;
     uint32_t Field32(uint32_t tag) const;
@@ -42,12 +45,14 @@ private:
     static toff_t OnSeek(thandle_t handle, toff_t offset, int whence);
     static toff_t OnSize(thandle_t handle);
     static int OnMap(thandle_t handle, void** base, toff_t* size);
+    static int OnWarning(TIFF* tiff, void* user, const char* module, const char* format, va_list arguments);
     static int OnError(TIFF* tiff, void* user, const char* module, const char* format, va_list arguments);
 
     TIFF* m_tiff = nullptr;
     Bytes m_data;
     std::vector<uint8_t>* m_out = nullptr;
     uint64_t m_at = 0;
+    bool m_fieldLost = false;
     char m_text[256] = "";
 };
 

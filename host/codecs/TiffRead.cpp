@@ -379,10 +379,10 @@ void TakePalette(const TiffFile& file, const Header& header, Image& image) {
     } else {
         uint16_t *red = nullptr, *green = nullptr, *blue = nullptr;
         if (!TIFFGetField(file.Get(), TIFFTAG_COLORMAP, &red, &green, &blue)) ThrowDamaged("a TIFF palette is missing");
-        // Some writers leave 8-bit values in the 16-bit table.
+        // The table's 16-bit values are 8-bit ones times 257 or 256, or, from some writers, as they are.
         bool wide = false;
         for (uint32_t i = 0; i < entries; ++i) wide |= red[i] > 255 || green[i] > 255 || blue[i] > 255;
-        const auto cut = [wide](uint32_t v) { return wide ? EightBits(v) : static_cast<uint8_t>(v); };
+        const auto cut = [wide](uint32_t v) { return static_cast<uint8_t>(wide ? v >> 8 : v); };
         for (uint32_t i = 0; i < entries; ++i) palette.push_back({cut(blue[i]), cut(green[i]), cut(red[i]), 0});
     }
     if (!image.SetPalette(palette)) throw std::bad_alloc();
@@ -394,11 +394,13 @@ Loaded ReadTiff(Bytes data, const LoadOptions& options, bool pixels) {
     const TiffFile file(data, options.limits.bytes);
     Loaded loaded;
     loaded.info.pages = TIFFNumberOfDirectories(file.Get());
+    if (loaded.info.pages == 0) ThrowDamaged("TIFF: %s", file.Trouble("the directories cannot be counted"));
     CheckPage(options.page, loaded.info.pages);
     if (!TIFFSetDirectory(file.Get(), static_cast<tdir_t>(options.page))) {
         ThrowDamaged("TIFF: %s", file.Trouble("a directory cannot be read"));
     }
     const Header header = ReadHeader(file);
+    if (file.FieldLost()) ThrowDamaged("TIFF: a field of the directory is broken");
     loaded.info.format = "tiff";
     loaded.info.width = header.width;
     loaded.info.height = header.height;
