@@ -14,6 +14,12 @@ int InfoCommand(const Words& words);
 int HelpCommand(const Words& words);
 int VersionCommand(const Words& words);
 int RecipeCommand(const Words& words);
+int CompareCommand(const Words& words);
+int CompletionCommand(const Words& words);
+int ManCommand(const Words& words);
+
+// What completion scripts ask; not a command for people.
+int CompleteCommand(const Words& words);
 
 struct Command {
     const char* name;

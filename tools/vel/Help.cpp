@@ -5,6 +5,7 @@
 
 #include "Commands.h"
 #include "Console.h"
+#include "Describe.h"
 #include "Grammar.h"
 #include "Registry.h"
 
@@ -14,7 +15,6 @@ namespace {
 using velhost::ImageArgument;
 using velhost::Operation;
 using velhost::Parameter;
-using velhost::ValueType;
 
 void Heading(const char* text) { std::printf("\n%s\n", Paint(Tone::Bold, text).c_str()); }
 
@@ -31,96 +31,11 @@ void Entry(const std::string& name, const std::string& text, size_t column) {
     std::printf("%s%s\n", start.c_str(), Wrap(text, static_cast<int>(column), TerminalWidth()).c_str());
 }
 
-std::string Placeholder(const Parameter& parameter) {
-    switch (parameter.type) {
-        case ValueType::Integer: return " N";
-        case ValueType::Float: return " X";
-        case ValueType::Boolean: return "";
-        case ValueType::Enumeration: return " NAME";
-        case ValueType::Colour: return " COLOUR";
-        case ValueType::Size: return " WxH";
-        case ValueType::Point: return " X,Y";
-        case ValueType::Table: return " TABLE";
-        case ValueType::Kernel: return " KERNEL";
-        case ValueType::Mapping: return " MAPPING";
-    }
-    return "";
-}
-
-std::string ParameterText(const Parameter& parameter) {
-    std::string text = parameter.doc;
-    if (parameter.type != ValueType::Boolean && parameter.type != ValueType::Enumeration) {
-        text += "; " + velhost::AllowedText(parameter);
-    }
-    if (!parameter.unit.empty()) text += "; in " + parameter.unit;
-    if (parameter.type == ValueType::Boolean) {
-        if (parameter.defaultValue == velhost::Value(true)) text += "; on unless --no-" + parameter.name;
-    } else if (parameter.Required()) {
-        text += "; required";
-    } else if (velhost::Given(parameter.defaultValue)) {
-        text += "; default " + velhost::FormatValue(parameter, parameter.defaultValue);
-    }
-    return text;
-}
-
-std::string ShellWord(const std::string& text) {
-    return text.find_first_of(" #;&|<>*?()'\"$\\") == std::string::npos ? text : "'" + text + "'";
-}
-
-// The command line that shows the operation.
-std::string ExampleLine(const Operation& operation) {
-    std::string line = "vel " + operation.name;
-    for (const auto& [name, value] : operation.example) line += " --" + name + " " + ShellWord(value);
-    bool first = true;
-    for (const ImageArgument& image : operation.images) {
-        if (image.required && !first) line += " --" + image.name + " other.png";
-        first = false;
-    }
-    return line + " -i photo.png -o result.png";
-}
-
-void Rule(const char* name, const std::string& text) {
-    if (!text.empty()) Entry(name, text, 15);
-}
-
-std::string Depths(const velhost::RuleCard& rules) {
-    std::string text;
-    const auto add = [&](const char* verb, const std::vector<int>& depths) {
-        if (depths.empty()) return;
-        text += (text.empty() ? "" : "; ") + std::string(verb) + " ";
-        for (size_t i = 0; i < depths.size(); ++i) text += (i ? ", " : "") + std::to_string(depths[i]);
-    };
-    add("computes", rules.acts);
-    add("leaves alone", rules.leavesAlone);
-    add("refuses", rules.refuses);
-    return text + " bits" + (rules.depths.empty() ? "" : ". " + rules.depths);
-}
-
-const char* ResultText(velhost::ResultKind kind) {
-    switch (kind) {
-        case velhost::ResultKind::InPlace: return "the image itself is changed";
-        case velhost::ResultKind::Replaces: return "a new image, which the image takes over";
-        case velhost::ResultKind::NewImage: return "a new image";
-        case velhost::ResultKind::Destination: return "written into the destination image";
-    }
-    return "";
-}
-
 void PrintOperation(const Operation& operation) {
     std::printf("%s - %s\n", Paint(Tone::Bold, operation.name).c_str(), operation.summary.c_str());
     std::printf("\n%s\n", Wrap(operation.details, 0, TerminalWidth()).c_str());
     Heading("Usage");
-    std::string usage = "vel " + operation.name;
-    for (const Parameter& parameter : operation.parameters) {
-        const std::string option = "--" + parameter.name + Placeholder(parameter);
-        usage += parameter.Required() ? " " + option : " [" + option + "]";
-    }
-    bool first = true;
-    for (const ImageArgument& image : operation.images) {
-        if (!first) usage += image.required ? " --" + image.name + " FILE" : " [--" + image.name + " FILE]";
-        first = false;
-    }
-    std::printf("  %s\n", Wrap(usage + " -i IN... -o OUT", 6, TerminalWidth()).c_str());
+    std::printf("  %s\n", Wrap(UsageLine(operation), 6, TerminalWidth()).c_str());
     std::string names;
     for (const std::string& alias : operation.aliases) names += (names.empty() ? "" : ", ") + alias;
     if (!names.empty()) std::printf("  also called %s\n", names.c_str());
@@ -139,25 +54,10 @@ void PrintOperation(const Operation& operation) {
         for (const ImageArgument& image : operation.images) {
             Entry("--" + image.name + " FILE", image.doc + (image.required ? "" : " (optional)"), 26);
         }
-        std::printf("  %s\n",
-                    Wrap("The picture that comes in by -i or from the step before takes the first place that is "
-                         "not given.",
-                         2, TerminalWidth())
-                        .c_str());
+        std::printf("  %s\n", Wrap(kPipedPlace, 2, TerminalWidth()).c_str());
     }
     Heading("Rules");
-    const velhost::RuleCard& rules = operation.rules;
-    Rule("depths", Depths(rules));
-    Rule("result", ResultText(operation.result));
-    Rule("outside", rules.border);
-    Rule("rounding", rules.rounding);
-    Rule("saturation", rules.saturation);
-    Rule("alpha", rules.alpha);
-    Rule("window", rules.window);
-    Rule("random", rules.random);
-    Rule("in parts", rules.tiling);
-    for (const auto& [code, meaning] : rules.results) Rule(code.c_str(), meaning);
-    Rule("component", operation.component + "::" + operation.method);
+    for (const auto& [name, text] : RuleLines(operation)) Entry(name, text, 15);
     Heading("Example");
     std::printf("  %s\n", Wrap(ExampleLine(operation), 6, TerminalWidth()).c_str());
 }

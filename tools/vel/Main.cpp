@@ -15,7 +15,11 @@ const std::vector<Command>& Commands() {
         {"ops", "[--json]", "list all operations", OpsCommand},
         {"recipe", "check FILE... | make STEP [+ STEP]...", "check chains in JSON files, or make one", RecipeCommand},
         {"info", "FILE... [--json]", "say what a picture file holds", InfoCommand},
+        {"compare", "A B [-o DIFFERENCE] [--tolerance N] [--json]",
+         "say whether two pictures are the same, or where they differ", CompareCommand},
         {"help", "[OP | COMMAND | exit-codes]", "explain an operation, a command or the exit codes", HelpCommand},
+        {"completion", "bash | zsh | fish", "print a completion script for a shell", CompletionCommand},
+        {"man", "[OP] | --all FOLDER", "print a manual page, or write all of them", ManCommand},
         {"version", "[--json]", "version of the tool, its formats and the module in use", VersionCommand},
     };
     return list;
@@ -33,6 +37,7 @@ static int Dispatch(Words words) {
     const std::string first = words[0];
     if (first == "--help" || first == "-h") return HelpCommand({});
     if (first == "--version" || first == "-V") return VersionCommand({});
+    if (first == "__complete") return CompleteCommand(Words(words.begin() + 1, words.end()));
     const Command* command = FindCommand(first);
     for (size_t i = 1; i < words.size(); ++i) {
         if (words[i] != "--help" && words[i] != "-h") continue;
