@@ -17,6 +17,7 @@ int RecipeCommand(const Words& words);
 int CompareCommand(const Words& words);
 int CompletionCommand(const Words& words);
 int ManCommand(const Words& words);
+int GalleryCommand(const Words& words);
 
 // What completion scripts ask; not a command for people.
 int CompleteCommand(const Words& words);

@@ -14,6 +14,7 @@ const std::vector<Command>& Commands() {
         {"run", "STEP [+ STEP]... -i IN... -o OUT", "run a chain of operations on pictures", RunCommand},
         {"ops", "[--json]", "list all operations", OpsCommand},
         {"recipe", "check FILE... | make STEP [+ STEP]...", "check chains in JSON files, or make one", RecipeCommand},
+        {"gallery", "PHOTO... -o DIR [--overwrite]", "show every operation in pictures, on one page", GalleryCommand},
         {"info", "FILE... [--json]", "say what a picture file holds", InfoCommand},
         {"compare", "A B [-o DIFFERENCE] [--tolerance N] [--json]",
          "say whether two pictures are the same, or where they differ", CompareCommand},
