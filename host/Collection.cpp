@@ -183,7 +183,8 @@ void Collection::Register(std::wstring_view module, std::wstring_view object, Fa
     SmartPtr<ComponentString> component;
     if (factory) component = SmartPtr<ComponentString>::Adopt(new ComponentString(module, object, factory));
     const std::lock_guard lock(m_mutex);
-    const auto entry = std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry& e) { return e.name == object; });
+    const auto entry =
+        std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry& e) { return e.name == object; });
     if (entry != m_entries.end()) {
         entry->component.Swap(component);
     } else if (factory) {

@@ -13,7 +13,8 @@ enum class ErrorKind {
     NotFound,     // no such file, module or name
     Access,       // reading or writing failed in the operating system
     Exists,       // the output is there already and overwriting was not asked for
-    Unsupported,  // well-formed, but not something that can be held or saved without a conversion that was not asked for
+    Unsupported,  // well-formed, but not something that can be held or saved without a conversion that was not asked
+                  // for
     Damaged,      // not a picture file, truncated or corrupted
     Limit,        // larger than the limits allow
     Argument,     // a value that makes no sense

@@ -97,7 +97,7 @@ struct Descriptor {
 std::vector<uint8_t> ReadFile(const std::filesystem::path& path, const Limits& limits) {
     const Descriptor file{open(path.c_str(), O_RDONLY | O_CLOEXEC)};
     if (file.number < 0) ThrowSystem("cannot be opened", errno);
-    struct stat status{};
+    struct stat status {};
     if (fstat(file.number, &status) != 0) ThrowSystem("cannot be read", errno);
     if (S_ISDIR(status.st_mode)) throw Error(ErrorKind::Access, "is a folder, not a file");
     // A pipe has no size: it is read in growing steps.
@@ -132,8 +132,7 @@ Conversions Conversions::Parse(const std::string& list) {
         const std::string name = list.substr(start, end - start);
         const bool all = name == "all";
         if (!all && name != "widen" && name != "8bit" && name != "rgb" && name != "round") {
-            throw Error(ErrorKind::Argument,
-                        "no conversion '" + name + "'; there are widen, 8bit, rgb, round and all");
+            throw Error(ErrorKind::Argument, "no conversion '" + name + "'; there are widen, 8bit, rgb, round and all");
         }
         result.widen |= all || name == "widen";
         result.eightBit |= name == "8bit";
@@ -163,7 +162,8 @@ Loaded LoadStream(std::istream& stream, const LoadOptions& options, const std::s
         size_t filled = 0;
         data.resize(65536);
         while (stream) {
-            stream.read(reinterpret_cast<char*>(data.data() + filled), static_cast<std::streamsize>(data.size() - filled));
+            stream.read(reinterpret_cast<char*>(data.data() + filled),
+                        static_cast<std::streamsize>(data.size() - filled));
             filled += static_cast<size_t>(stream.gcount());
             CheckFileSize(filled, options.limits);
             if (filled == data.size()) data.resize(data.size() * 2);
@@ -197,7 +197,8 @@ void SaveFile(const Image& image, const std::filesystem::path& path, const SaveO
     Named(path.string(), [&] {
         if (named.format.empty()) named.format = FormatOf(path);
         if (named.format.empty()) {
-            throw Error(ErrorKind::Argument, "the name's extension is of no picture format; there are " + FormatNames());
+            throw Error(ErrorKind::Argument,
+                        "the name's extension is of no picture format; there are " + FormatNames());
         }
         // Said before the work of encoding; the file itself is the judge when it is renamed.
         std::error_code ignored;

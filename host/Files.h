@@ -68,14 +68,14 @@ struct LoadOptions {
 };
 
 struct FileInfo {
-    std::string format;       // "bmp", "png", "jpeg", "tiff", "webp"
-    uint32_t width = 0;       // pixels
-    uint32_t height = 0;      // rows
-    uint32_t pages = 1;       // pictures in the file
-    std::string stored;       // how the file keeps its pixels, such as "8-bit palette, run-length" or "16-bit grey"
-    bool alpha = false;       // the file holds an alpha channel or transparent colours
-    bool bottomUp = false;    // rows are stored from the bottom
-    uint32_t orientation = 1;  // EXIF orientation 1..8, 1: as stored
+    std::string format;          // "bmp", "png", "jpeg", "tiff", "webp"
+    uint32_t width = 0;          // pixels
+    uint32_t height = 0;         // rows
+    uint32_t pages = 1;          // pictures in the file
+    std::string stored;          // how the file keeps its pixels, such as "8-bit palette, run-length" or "16-bit grey"
+    bool alpha = false;          // the file holds an alpha channel or transparent colours
+    bool bottomUp = false;       // rows are stored from the bottom
+    uint32_t orientation = 1;    // EXIF orientation 1..8, 1: as stored
     bool colourProfile = false;  // an ICC profile is embedded
 };
 

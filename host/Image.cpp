@@ -66,6 +66,55 @@ uint8_t Replicate(uint32_t index, uint32_t bits) {
 
 }  // namespace
 
+// What an image is copied from: an image of any host, asked once for everything.
+struct Image::Source {
+    struct Plane {
+        const uint8_t* bits;
+        int32_t stride;
+    };
+    Shape shape{0, 0, 0, 0, 0};
+    std::vector<Plane> planes;  // empty for an image that nothing was created in; one when it has no pixels
+    std::vector<RGBQUAD> palette;
+
+    RowOrder Order() const { return planes[0].stride < 0 ? RowOrder::BottomUp : RowOrder::TopDown; }
+
+    HRESULT Read(IVEL* image) {
+        if (!image) return E_INVALIDARG;
+        try {
+            return ReadAll(image);
+        } catch (const std::bad_alloc&) {
+            return E_FAIL;
+        }
+    }
+
+private:
+    HRESULT ReadAll(IVEL* image) {
+        const TrueStrides trueStrides;
+        uint32_t unused = 0;
+        if (Failed(image->GetSize(&shape.width, &shape.height, &shape.planes)) ||
+            Failed(image->GetFormat(&shape.bitsPerPixel, &shape.format, &unused))) {
+            return E_FAIL;
+        }
+        if (shape == Shape{0, 0, 0, 0, 0}) return S_OK;
+        if (!IsDepth(shape.bitsPerPixel) || shape.planes == 0) return E_FAIL;
+        if (HasPixels(shape) && shape.RowBytes() > Image::ByteLimit() / shape.height / shape.planes) return E_FAIL;
+        for (uint32_t p = 0; p < (HasPixels(shape) ? shape.planes : 1); ++p) {
+            uint8_t* bits = nullptr;
+            int32_t stride = 0;
+            if (Failed(image->GetBits(p, &unused, &bits, &stride)) || (!bits && HasPixels(shape))) return E_FAIL;
+            planes.push_back({bits, stride});
+        }
+        SmartPtr<IVELImagePalette> interface;
+        image->QueryInterface(MakeInterfaceId("IVELImagePalette"), interface.Receive());
+        const RGBQUAD* entries = nullptr;
+        uint32_t count = 0;
+        if (interface.Get() && !Failed(interface->GetPalette(&entries, &count)) && entries) {
+            palette.assign(entries, entries + std::min(count, 256u));
+        }
+        return S_OK;
+    }
+};
+
 bool IsDepth(uint32_t bitsPerPixel) {
     return bitsPerPixel == 1 || bitsPerPixel == 4 || bitsPerPixel == 8 || bitsPerPixel == 16 || bitsPerPixel == 24 ||
            bitsPerPixel == 32;
@@ -98,7 +147,8 @@ SmartPtr<Image> Image::Wrap(void* row0, int32_t stride, const Shape& shape, int6
 
 SmartPtr<Image> Image::CopyOf(IVEL* image) {
     SmartPtr<Image> copy = New();
-    if (copy.Get() && copy->CopyFrom(image) != S_OK) copy.Clear();
+    Source source;
+    if (copy.Get() && (source.Read(image) != S_OK || copy->CopyFrom(source) != S_OK)) copy.Clear();
     return copy;
 }
 
@@ -225,60 +275,59 @@ void Image::SwapContent(Image& other) {
     std::swap(m_paletteEntries, other.m_paletteEntries);
 }
 
-// Makes this image, which owns nothing yet, a copy of the other.
-HRESULT Image::CopyFrom(IVEL* image) {
-    if (!image) return E_INVALIDARG;
-    const TrueStrides trueStrides;
-    Shape shape{};
-    uint32_t unused = 0;
-    if (Failed(image->GetSize(&shape.width, &shape.height, &shape.planes)) ||
-        Failed(image->GetFormat(&shape.bitsPerPixel, &shape.format, &unused))) {
-        return E_FAIL;
-    }
-    if (shape == Shape{0, 0, 0, 0, 0}) return S_OK;  // a copy of nothing created yet
+HRESULT Image::CopyFrom(const Source& source) {
+    if (source.planes.empty()) return S_OK;  // a copy of nothing created yet
+    const HRESULT result = Allocate(source.shape, source.Order());
+    if (result != S_OK) return result;
+    CopyRows(source);
+    return SetPalette(source.palette) ? S_OK : E_FAIL;
+}
 
-    for (uint32_t plane = 0; plane < shape.planes; ++plane) {
-        uint8_t* bits = nullptr;
-        int32_t stride = 0;
-        if (Failed(image->GetBits(plane, &unused, &bits, &stride)) || (!bits && HasPixels(shape))) return E_FAIL;
-        if (plane == 0) {
-            const HRESULT result = Allocate(shape, stride < 0 ? RowOrder::BottomUp : RowOrder::TopDown);
-            if (result != S_OK) return result;
-        }
-        if (Empty()) break;
-        for (uint32_t y = 0; y < shape.height; ++y) {
-            std::memcpy(Row(y, plane), bits + int64_t{y} * stride, shape.RowBytes());
+void Image::CopyRows(const Source& source) {
+    for (uint32_t p = 0; !Empty() && p < m_shape.planes; ++p) {
+        for (uint32_t y = 0; y < m_shape.height; ++y) {
+            std::memcpy(Row(y, p), source.planes[p].bits + int64_t{y} * source.planes[p].stride, m_shape.RowBytes());
         }
     }
+}
 
-    SmartPtr<IVELImagePalette> palette;
-    image->QueryInterface(MakeInterfaceId("IVELImagePalette"), palette.Receive());
-    const RGBQUAD* entries = nullptr;
-    uint32_t count = 0;
-    if (palette.Get() && !Failed(palette->GetPalette(&entries, &count)) && entries && count != 0) {
-        if (!SetPalette({entries, count})) return E_FAIL;
+bool Image::Overlaps(const Source& source) const {
+    // From the lowest byte of a plane to behind its highest.
+    const auto block = [this](const uint8_t* row0, int64_t stride) {
+        const auto first = reinterpret_cast<intptr_t>(row0);
+        const auto last = first + stride * (int64_t{m_shape.height} - 1);
+        return std::pair{std::min(first, last), std::max(first, last) + static_cast<int64_t>(m_shape.RowBytes())};
+    };
+    for (uint32_t p = 0; p < m_shape.planes; ++p) {
+        const auto [begin, end] = block(Row(0, p), m_stride);
+        for (const Source::Plane& plane : source.planes) {
+            const auto [otherBegin, otherEnd] = block(plane.bits, plane.stride);
+            if (begin < otherEnd && otherBegin < end) return true;
+        }
     }
-    return S_OK;
+    return false;
 }
 
 HRESULT Image::Assign(IVEL* image, int32_t /*flags*/) {
     if (!image) return E_INVALIDARG;
     if (image == this) return S_OK;
-    // The copy is complete before anything of this image goes: the argument may look at this image's own pixels.
-    const SmartPtr<Image> copy = New();
-    if (!copy.Get()) return E_FAIL;
-    const HRESULT result = copy->CopyFrom(image);
-    if (result != S_OK) return result;
-    if (Wrapped() && copy->m_shape == m_shape) {
-        m_palette.swap(copy->m_palette);
-        std::swap(m_paletteEntries, copy->m_paletteEntries);
-        for (uint32_t p = 0; p < m_shape.planes; ++p) {
-            for (uint32_t y = 0; y < m_shape.height; ++y) {
-                std::memcpy(Row(y, p), copy->Row(y, p), m_shape.RowBytes());
-            }
-        }
+    // Everything is read before anything of this image goes, and rows that it shares with the argument are copied
+    // first.
+    Source source;
+    if (source.Read(image) != S_OK) return E_FAIL;
+    const bool sameShape = !Empty() && source.shape == m_shape;
+    const bool stays = sameShape && (Wrapped() || source.Order() == Order());
+    const bool overlaps = stays && Overlaps(source);
+    if (stays && !overlaps) {
+        if (!SetPalette(source.palette)) return E_FAIL;
+        CopyRows(source);
         return S_OK;
     }
+    const SmartPtr<Image> copy = New();
+    if (!copy.Get()) return E_FAIL;
+    const HRESULT result = copy->CopyFrom(source);
+    if (result != S_OK) return result;
+    if (overlaps && Wrapped()) return Assign(copy.Get(), 0);
     SwapContent(*copy.Get());
     return S_OK;
 }

@@ -110,8 +110,9 @@ public:
     // the byte limit, or no memory. After a failure the image is empty.
     HRESULT Create(uint32_t width, uint32_t height, uint32_t planes, uint32_t bitsPerPixel, uint32_t format) override;
     HRESULT Reserved5() override { return E_FAIL; }
-    // Copies pixels, palette and row order of any host's image, which stays as it is. E_INVALIDARG for a null image
-    // and E_FAIL for one whose pixels cannot be copied: this image is unchanged then.
+    // Copies pixels, palette and row order of any host's image, which stays as it is. Pixels of the same shape and row
+    // order stay where they are in memory. E_INVALIDARG for a null image and E_FAIL for one whose pixels cannot be
+    // copied: this image is unchanged then.
     HRESULT Assign(IVEL* image, int32_t flags) override;
     // Every pixel of every plane: at 24 and 32 bits (an integer at 32 bits "MONO") the word's bytes, at 16 bits its
     // channels cut to 5-6-5, below that the nearest entry of the palette or else of the grey levels of the depth.
@@ -129,7 +130,12 @@ private:
     ~Image() { Reset(); }
 
     HRESULT Allocate(const Shape& shape, RowOrder order);
-    HRESULT CopyFrom(IVEL* image);
+    struct Source;
+    // Makes this image, which owns nothing yet, a copy of what was read.
+    HRESULT CopyFrom(const Source& source);
+    void CopyRows(const Source& source);
+    // Some byte between the first and the last row belongs to one of the source's planes too.
+    bool Overlaps(const Source& source) const;
     void Reset();
     void ClearPalette();
     void SwapContent(Image& other);
@@ -138,7 +144,7 @@ private:
     uint8_t* m_row0 = nullptr;  // first byte of row 0 of plane 0
     int32_t m_stride = 0;
     int64_t m_planeDistance = 0;
-    void* m_store = nullptr;  // what to free; null when the memory is the caller's
+    void* m_store = nullptr;         // what to free; null when the memory is the caller's
     std::vector<RGBQUAD> m_palette;  // none or 256
     uint32_t m_paletteEntries = 0;
 };

@@ -9,11 +9,11 @@
 namespace velhost {
 
 // One interface that an object offers: its identifier, and whether that identifier is the one asked for.
-#define VELHOST_ANSWER(interface_name)                                        \
-    if (iid == MakeInterfaceId(#interface_name)) {                            \
-        *object = static_cast<interface_name*>(this);                         \
-        AddRef();                                                             \
-        return S_OK;                                                          \
+#define VELHOST_ANSWER(interface_name)                \
+    if (iid == MakeInterfaceId(#interface_name)) {    \
+        *object = static_cast<interface_name*>(this); \
+        AddRef();                                     \
+        return S_OK;                                  \
     }
 
 // Implements AddRef and Release for the interfaces Bases; Derived is deleted when the count reaches 0. A new object

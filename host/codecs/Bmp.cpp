@@ -13,8 +13,7 @@ namespace {
 enum Compression : uint32_t { kRgb = 0, kRle8 = 1, kRle4 = 2, kBitFields = 3, kAlphaBitFields = 6 };
 
 constexpr size_t kFileHeader = 14;
-constexpr uint32_t kCoreHeader = 12, kInfoHeader = 40, kV2Header = 52, kV3Header = 56, kV4Header = 108,
-                   kV5Header = 124;
+constexpr uint32_t kCoreHeader = 12, kInfoHeader = 40, kV2Header = 52, kV3Header = 56, kV4Header = 108, kV5Header = 124;
 
 struct Masks {
     uint32_t red = 0, green = 0, blue = 0, alpha = 0;
@@ -98,9 +97,11 @@ void ReadPalette(const Reader& in, Header& header) {
     if (entries == 0 || entries > full) entries = full;
     const size_t entryBytes = core ? 3 : 4;
     // Some writers of the oldest header leave out what they do not use: the pixels then begin within the table.
-    if (core && header.pixels > at) entries = std::min<uint32_t>(entries, static_cast<uint32_t>((header.pixels - at) / 3));
+    if (core && header.pixels > at)
+        entries = std::min<uint32_t>(entries, static_cast<uint32_t>((header.pixels - at) / 3));
     const uint8_t* table = in.At(at, entries * entryBytes);
-    for (uint32_t i = 0; i < entries; ++i, table += entryBytes) header.palette.push_back({table[0], table[1], table[2], 0});
+    for (uint32_t i = 0; i < entries; ++i, table += entryBytes)
+        header.palette.push_back({table[0], table[1], table[2], 0});
 }
 
 void CheckCompression(const Header& header) {

@@ -85,7 +85,8 @@ void CheckPage(uint32_t page, uint32_t pages) {
 
 Pixels PixelsOf(const Image& image, const SaveOptions& options) {
     if (image.Empty()) ThrowUnsupported("an image without pixels cannot be saved");
-    if (image.Planes() != 1) ThrowUnsupported("an image of %u planes cannot be saved, only single ones", image.Planes());
+    if (image.Planes() != 1)
+        ThrowUnsupported("an image of %u planes cannot be saved, only single ones", image.Planes());
     switch (image.BitsPerPixel()) {
         case 16: return Pixels::Colour16;
         case 24: return Pixels::Colour24;
@@ -112,7 +113,8 @@ std::vector<RGBQUAD> CompletePalette(const Image& image) {
         const uint8_t* row = image.Row(y);
         for (uint32_t x = 0; x < image.Width(); ++x) {
             const uint32_t bit = x * bits % 8;
-            last = std::max(last, static_cast<uint32_t>(row[uint64_t{x} * bits / 8] >> (8 - bits - bit)) & ((1u << bits) - 1));
+            last = std::max(
+                last, static_cast<uint32_t>(row[uint64_t{x} * bits / 8] >> (8 - bits - bit)) & ((1u << bits) - 1));
         }
     }
     if (palette.size() <= last) palette.resize(last + 1, RGBQUAD{0, 0, 0, 0});
@@ -153,7 +155,8 @@ uint32_t ExifOrientation(Bytes tiff) {
     const auto offset = big ? word(4) << 16 | word(6) : Word32(&tiff[4]);
     if (offset > tiff.size() - 2) return 1;
     const uint32_t entries = word(offset);
-    for (size_t at = size_t{offset} + 2; at + 12 <= tiff.size() && at < size_t{offset} + 2 + 12 * size_t{entries}; at += 12) {
+    for (size_t at = size_t{offset} + 2; at + 12 <= tiff.size() && at < size_t{offset} + 2 + 12 * size_t{entries};
+         at += 12) {
         if (word(at) != 0x0112) continue;
         const uint32_t value = word(at + 8);
         return value >= 1 && value <= 8 ? value : 1;

@@ -282,8 +282,9 @@ void Write(const Image& image, const SaveOptions& options, std::vector<uint8_t>&
 }  // namespace
 
 const Codec& JpegCodec() {
-    static const Codec codec{"jpeg", "JPEG", {"jpg", "jpeg", "jpe", "jfif"},
-                             "libjpeg-turbo " VEL_TEXT(LIBJPEG_TURBO_VERSION), Matches, Read, Write};
+    static const Codec codec{
+        "jpeg", "JPEG", {"jpg", "jpeg", "jpe", "jfif"}, "libjpeg-turbo " VEL_TEXT(LIBJPEG_TURBO_VERSION), Matches,
+        Read,   Write};
     return codec;
 }
 

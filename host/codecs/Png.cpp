@@ -90,7 +90,8 @@ void ReadHeader(const ReadStruct& file, Header& header) {
     header.transparency = png_get_valid(file.png, file.info, PNG_INFO_tRNS) != 0;
     png_uint_32 bytes = 0;
     png_bytep exif = nullptr;
-    if (png_get_eXIf_1(file.png, file.info, &bytes, &exif) != 0 && exif) header.orientation = ExifOrientation({exif, bytes});
+    if (png_get_eXIf_1(file.png, file.info, &bytes, &exif) != 0 && exif)
+        header.orientation = ExifOrientation({exif, bytes});
 }
 
 std::string Describe(const Header& header) {
@@ -301,8 +302,8 @@ void Write(const Image& image, const SaveOptions& options, std::vector<uint8_t>&
 }  // namespace
 
 const Codec& PngCodec() {
-    static const Codec codec{"png", "Portable Network Graphics", {"png"}, std::string("libpng ") + png_libpng_ver,
-                             Matches, Read, Write};
+    static const Codec codec{
+        "png", "Portable Network Graphics", {"png"}, std::string("libpng ") + png_libpng_ver, Matches, Read, Write};
     return codec;
 }
 

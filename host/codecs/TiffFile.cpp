@@ -123,7 +123,8 @@ std::string Version() {
 }  // namespace
 
 const Codec& TiffCodec() {
-    static const Codec codec{"tiff", "Tagged Image File Format", {"tif", "tiff"}, Version(), Matches, ReadTiff, WriteTiff};
+    static const Codec codec{"tiff",   "Tagged Image File Format", {"tif", "tiff"}, Version(), Matches, ReadTiff,
+                             WriteTiff};
     return codec;
 }
 

@@ -153,8 +153,9 @@ Plan PlanForColour(const Header& header, const Conversions& convert, Plan plan) 
     }
     const bool fourth = header.samples == colours + 1;
     if (grey && fourth && header.extra == EXTRASAMPLE_UNSPECIFIED) Refuse(header, nullptr);
-    const bool known = (header.sampleFormat == SAMPLEFORMAT_UINT &&
-                        (header.bits == 8 || header.bits == 16 || header.bits == 32)) || header.IsFloat();
+    const bool known =
+        (header.sampleFormat == SAMPLEFORMAT_UINT && (header.bits == 8 || header.bits == 16 || header.bits == 32)) ||
+        header.IsFloat();
     if (!known) Refuse(header, nullptr);
     if (header.bits != 8 && !convert.eightBit && !convert.fallback) {
         Refuse(header, "the conversion '8bit' cuts them to 8 bits a sample");
@@ -163,8 +164,8 @@ Plan PlanForColour(const Header& header, const Conversions& convert, Plan plan) 
     if (header.Premultiplied() && !convert.rgb) Refuse(header, "the conversion 'rgb' divides the colours by alpha");
     plan.way = Way::Colour;
     plan.shape.bitsPerPixel = fourth ? 32 : 24;
-    plan.shape.format = fourth && header.extra != EXTRASAMPLE_UNSPECIFIED && header.extra != 0xFFFF ? FORMAT_ARGB
-                                                                                                    : FORMAT_BGR;
+    plan.shape.format =
+        fourth && header.extra != EXTRASAMPLE_UNSPECIFIED && header.extra != 0xFFFF ? FORMAT_ARGB : FORMAT_BGR;
     return plan;
 }
 
@@ -199,12 +200,13 @@ public:
         m_pieceRowBytes = m_tiled ? TIFFTileRowSize64(tiff) : TIFFScanlineSize64(tiff);
         const uint64_t bandBytes = uint64_t{m_rows} * header.PlaneRowBytes() * m_planes.size();
         if (m_pieceBytes > limits.bytes || bandBytes > limits.bytes) {
-            throw Error(ErrorKind::Limit, "TIFF strips or tiles of " + std::to_string(std::max(m_pieceBytes, bandBytes)) +
-                                              " bytes are beyond the limit of " + std::to_string(limits.bytes) + " bytes");
+            throw Error(ErrorKind::Limit,
+                        "TIFF strips or tiles of " + std::to_string(std::max(m_pieceBytes, bandBytes)) +
+                            " bytes are beyond the limit of " + std::to_string(limits.bytes) + " bytes");
         }
-        const bool fits = m_tiled ? m_pieceRowBytes != 0 && m_pieceBytes / m_pieceRowBytes >= m_rows
-                                  : m_pieceRowBytes == header.PlaneRowBytes() &&
-                                        m_pieceBytes == m_pieceRowBytes * m_rows;
+        const bool fits = m_tiled
+                              ? m_pieceRowBytes != 0 && m_pieceBytes / m_pieceRowBytes >= m_rows
+                              : m_pieceRowBytes == header.PlaneRowBytes() && m_pieceBytes == m_pieceRowBytes * m_rows;
         if (!fits) ThrowUnsupported("TIFF with strips or tiles of an unusual layout");
         for (auto& plane : m_planes) plane.resize(static_cast<size_t>(m_rows * header.PlaneRowBytes()));
         if (m_tiled) m_tile.resize(static_cast<size_t>(m_pieceBytes));

@@ -63,9 +63,7 @@ Layout LayoutOf(const Image& image, Pixels pixels) {
             break;
         case Pixels::Colour24:
         case Pixels::Colour32:
-        case Pixels::Alpha32:
-            layout.samples = pixels == Pixels::Alpha32 ? 4 : 3;
-            layout.photometric = PHOTOMETRIC_RGB;
+        case Pixels::Alpha32: layout.samples = pixels == Pixels::Alpha32 ? 4 : 3; layout.photometric = PHOTOMETRIC_RGB;
     }
     return layout;
 }
@@ -97,7 +95,8 @@ void SetFields(TIFF* tiff, const Image& image, const Layout& layout, uint16_t co
         TIFFSetField(tiff, TIFFTAG_COLORMAP, red, green, blue);
     }
     const uint64_t rowBytes = (uint64_t{image.Width()} * layout.bits * layout.samples + 7) / 8;
-    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP, static_cast<uint32_t>(std::max<uint64_t>(1, (uint64_t{1} << 18) / rowBytes)));
+    TIFFSetField(tiff, TIFFTAG_ROWSPERSTRIP,
+                 static_cast<uint32_t>(std::max<uint64_t>(1, (uint64_t{1} << 18) / rowBytes)));
 }
 
 }  // namespace

@@ -67,8 +67,8 @@ Loaded Read(Bytes data, const LoadOptions& options, bool pixels) {
 
     if (features.has_animation) ThrowUnsupported("an animated WebP");
     const bool alpha = features.has_alpha != 0;
-    loaded.image = NewPicture({loaded.info.width, loaded.info.height, alpha ? 32u : 24u, alpha ? FORMAT_ARGB : FORMAT_BGR},
-                              options.limits);
+    loaded.image = NewPicture(
+        {loaded.info.width, loaded.info.height, alpha ? 32u : 24u, alpha ? FORMAT_ARGB : FORMAT_BGR}, options.limits);
     const Image& image = *loaded.image.Get();
     config.output.colorspace = alpha ? MODE_BGRA : MODE_BGR;
     config.output.is_external_memory = 1;

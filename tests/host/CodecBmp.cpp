@@ -86,8 +86,8 @@ TEST(CodecBmp, RowOrders) {
 }
 
 TEST(CodecBmp, OldestHeaderHasTripletsInItsPalette) {
-    const BmpFile file{.headerSize = 12, .width = 3, .height = 1, .bits = 1,
-                       .palette = {9, 8, 7, 3, 2, 1}, .pixels = {0xA0, 0, 0, 0}};
+    const BmpFile file{
+        .headerSize = 12, .width = 3, .height = 1, .bits = 1, .palette = {9, 8, 7, 3, 2, 1}, .pixels = {0xA0, 0, 0, 0}};
     const auto loaded = LoadMemory(file.Make());
     EXPECT_EQ(loaded.image->BitsPerPixel(), 1u);
     ASSERT_EQ(loaded.image->Palette().size(), 2u);
@@ -98,8 +98,8 @@ TEST(CodecBmp, OldestHeaderHasTripletsInItsPalette) {
 
 TEST(CodecBmp, TwoBitsArriveAtFour) {
     // 0 1 2 3 | 3 as two-bit indexes
-    const BmpFile file{.width = 5, .height = 1, .bits = 2, .colours = 4, .palette = kFourColours,
-                       .pixels = {0x1B, 0xC0, 0, 0}};
+    const BmpFile file{
+        .width = 5, .height = 1, .bits = 2, .colours = 4, .palette = kFourColours, .pixels = {0x1B, 0xC0, 0, 0}};
     const auto loaded = LoadMemory(file.Make());
     EXPECT_EQ(loaded.image->BitsPerPixel(), 4u);
     EXPECT_EQ(loaded.image->Palette().size(), 4u);
@@ -171,7 +171,12 @@ TEST(CodecBmp, GreyRampMeansGrey) {
 
 TEST(CodecBmp, RunLength8) {
     // Bottom row: 3 times 1, literal 2 3 0 (padded), end of row. Then move 2 right, 1 up; 2 times 3; end of picture.
-    const BmpFile file{.width = 6, .height = 3, .bits = 8, .compression = 1, .colours = 4, .palette = kFourColours,
+    const BmpFile file{.width = 6,
+                       .height = 3,
+                       .bits = 8,
+                       .compression = 1,
+                       .colours = 4,
+                       .palette = kFourColours,
                        .pixels = {3, 1, 0, 3, 2, 3, 0, 0xFF, 0, 0, 0, 2, 2, 1, 2, 3, 0, 1}};
     const auto loaded = LoadMemory(file.Make());
     EXPECT_EQ(loaded.info.stored, "8-bit palette, run-length");
@@ -182,7 +187,12 @@ TEST(CodecBmp, RunLength8) {
 
 TEST(CodecBmp, RunLength4) {
     // 5 values 1 2 1 2 1, literal 3 0 3, end of row; 7 times 1 (one beyond the row), end of picture.
-    const BmpFile file{.width = 8, .height = 2, .bits = 4, .compression = 2, .colours = 4, .palette = kFourColours,
+    const BmpFile file{.width = 8,
+                       .height = 2,
+                       .bits = 4,
+                       .compression = 2,
+                       .colours = 4,
+                       .palette = kFourColours,
                        .pixels = {5, 0x12, 0, 3, 0x30, 0x30, 0, 0, 9, 0x11, 0, 1}};
     const auto loaded = LoadMemory(file.Make());
     ExpectRow(*loaded.image.Get(), 1, {0x12, 0x12, 0x13, 0x03});
@@ -214,14 +224,23 @@ TEST(CodecBmp, NonsenseIsRefused) {
     Refusal(with([](BmpFile& f) { f.bits = 7; }), ErrorKind::Unsupported);
     Refusal(with([](BmpFile& f) { f.bits = 0; }), ErrorKind::Unsupported);
     Refusal(with([](BmpFile& f) { f.compression = 1; }), ErrorKind::Unsupported);  // 8-bit runs of 24-bit pixels
-    EXPECT_NE(Refusal(with([](BmpFile& f) { f.compression = 5; }), ErrorKind::Unsupported).find("PNG"), std::string::npos);
+    EXPECT_NE(Refusal(with([](BmpFile& f) { f.compression = 5; }), ErrorKind::Unsupported).find("PNG"),
+              std::string::npos);
     Refusal(with([](BmpFile& f) { f.offset = 0xFFFFFFFF; }), ErrorKind::Damaged);
     Refusal(with([](BmpFile& f) { f.offset = 69; }), ErrorKind::Damaged);
-    Refusal(with([](BmpFile& f) { f.bits = 8; f.palette.clear(); }), ErrorKind::Damaged);
+    Refusal(with([](BmpFile& f) {
+                f.bits = 8;
+                f.palette.clear();
+            }),
+            ErrorKind::Damaged);
     Refusal(with([](BmpFile& f) { f.height = 3; }), ErrorKind::Damaged);
     // The largest sizes that the header can say, in a file of 70 bytes.
     Refusal(with([](BmpFile& f) { f.width = f.height = INT32_MAX; }), ErrorKind::Limit);
-    Refusal(with([](BmpFile& f) { f.width = 16000; f.height = 16000; }), ErrorKind::Damaged);
+    Refusal(with([](BmpFile& f) {
+                f.width = 16000;
+                f.height = 16000;
+            }),
+            ErrorKind::Damaged);
 }
 
 TEST(CodecBmp, LastRowsPaddingMayBeMissing) {

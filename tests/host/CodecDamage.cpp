@@ -47,7 +47,8 @@ std::vector<Sample> Samples() {
         }
     }
     // A run-length BMP: ours are written plain.
-    Bytes rle = {'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 62, 0, 0, 0, 40, 0, 0, 0, 6, 0, 0, 0, 3, 0, 0, 0, 1, 0, 8, 0, 1, 0, 0, 0};
+    Bytes rle = {'B', 'M', 0, 0, 0, 0, 0, 0, 0, 0, 62, 0, 0, 0, 40, 0, 0,
+                 0,   6,   0, 0, 0, 3, 0, 0, 0, 1, 0,  8, 0, 1, 0,  0, 0};
     rle.resize(46);
     rle.push_back(2);
     rle.resize(62);
@@ -109,7 +110,8 @@ TEST(CodecDamage, FlippedBytes) {
             for (int i = 0; i < flips; ++i) {
                 // Headers matter most.
                 const size_t range = random.Chance(60) ? std::min<size_t>(bytes.size(), 80) : bytes.size();
-                bytes[random.Bits() % range] = random.Chance(50) ? random.Byte() : random.Pick<uint8_t>({0, 1, 0x7F, 0x80, 0xFF});
+                bytes[random.Bits() % range] =
+                    random.Chance(50) ? random.Byte() : random.Pick<uint8_t>({0, 1, 0x7F, 0x80, 0xFF});
             }
             SCOPED_TRACE(sample.name);
             Try(bytes, random.Chance(50));
@@ -145,8 +147,9 @@ TEST(CodecDamage, ContentsAreJudgedNotNames) {
     options.format = "bmp";
     velhost::SaveFile(*image.Get(), folder / "picture.png", options);
     EXPECT_EQ(velhost::LoadFile(folder / "picture.png").info.format, "bmp");
-    for (const Bytes& bytes : {Bytes{'B', 'M'}, Bytes{0x89, 'P', 'N', 'G', 13, 10, 26, 10}, Bytes{0xFF, 0xD8, 0xFF},
-                               Bytes{'I', 'I', 42, 0}, Bytes{'M', 'M', 0, 43}, Bytes{'R', 'I', 'F', 'F', 9, 0, 0, 0, 'W', 'E', 'B', 'P'}}) {
+    for (const Bytes& bytes :
+         {Bytes{'B', 'M'}, Bytes{0x89, 'P', 'N', 'G', 13, 10, 26, 10}, Bytes{0xFF, 0xD8, 0xFF}, Bytes{'I', 'I', 42, 0},
+          Bytes{'M', 'M', 0, 43}, Bytes{'R', 'I', 'F', 'F', 9, 0, 0, 0, 'W', 'E', 'B', 'P'}}) {
         ErrorKind kind{};
         EXPECT_NE(Try(bytes, true, &kind), "");
         EXPECT_EQ(kind, ErrorKind::Damaged);

@@ -114,7 +114,8 @@ SmartPtr<Image> Smooth(uint32_t bits, uint32_t format) {
     for (uint32_t y = 0; y < 40; ++y) {
         for (uint32_t x = 0; x < 60; ++x) {
             const uint32_t channels[4] = {x * 4, y * 6, 255 - x * 2 - y * 2, x * y / 10};
-            for (uint32_t c = 0; c < bits / 8; ++c) image->Row(y)[x * (bits / 8) + c] = static_cast<uint8_t>(channels[c]);
+            for (uint32_t c = 0; c < bits / 8; ++c)
+                image->Row(y)[x * (bits / 8) + c] = static_cast<uint8_t>(channels[c]);
         }
     }
     return image;
@@ -146,7 +147,8 @@ TEST(CodecRoundTripFourthByte, IsKeptOrDroppedAsAsked) {
         if (!test::HasFormat(std::string("x.") + format)) continue;
         for (const uint32_t code : {FORMAT_BGR, FORMAT_ARGB, FORMAT_ABGR, uint32_t{0}}) {
             auto image = test::RandomPicture(random, {"", 32, code}, 9, 7);
-            for (const auto alpha : {SaveOptions::Alpha::ByFormatCode, SaveOptions::Alpha::Keep, SaveOptions::Alpha::Drop}) {
+            for (const auto alpha :
+                 {SaveOptions::Alpha::ByFormatCode, SaveOptions::Alpha::Keep, SaveOptions::Alpha::Drop}) {
                 SaveOptions options = Options(format);
                 options.alpha = alpha;
                 const auto loaded = LoadMemory(SaveMemory(*image.Get(), options));
@@ -214,7 +216,8 @@ TEST(CodecRoundTripStrange, ImagesThatNoFileHolds) {
 TEST(CodecRoundTripLimits, AreTestedBeforeAnythingIsAllocated) {
     test::Random random(11);
     for (const auto& format : velhost::Formats()) {
-        const auto bytes = SaveMemory(*test::RandomPicture(random, test::kPictureKinds[7], 40, 30).Get(), Options(format.name));
+        const auto bytes =
+            SaveMemory(*test::RandomPicture(random, test::kPictureKinds[7], 40, 30).Get(), Options(format.name));
         velhost::LoadOptions options;
         options.limits.pixels = 1200;
         EXPECT_EQ(test::ErrorOf([&] { LoadMemory(bytes, options); }), "") << format.name;
@@ -271,7 +274,8 @@ TEST(CodecRoundTripStream, LoadsAsFromMemory) {
     std::istringstream stream(std::string(bytes.begin(), bytes.end()));
     EXPECT_TRUE(test::SamePicture(*image.Get(), *velhost::LoadStream(stream).image.Get()));
     std::istringstream empty("");
-    EXPECT_EQ(test::ErrorOf([&] { velhost::LoadStream(empty, {}, "standard input"); }), "standard input: the file is empty");
+    EXPECT_EQ(test::ErrorOf([&] { velhost::LoadStream(empty, {}, "standard input"); }),
+              "standard input: the file is empty");
     std::istringstream text("Hello, world");
     EXPECT_NE(test::ErrorOf([&] { velhost::LoadStream(text); }).find("not a picture"), std::string::npos);
 }

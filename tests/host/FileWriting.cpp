@@ -55,7 +55,7 @@ TEST(FileWriting, PermissionsLinksAndDevices) {
     const mode_t mask = umask(027);
     WriteFile(folder / "fresh", kNew, false);
     umask(mask);
-    struct stat status{};
+    struct stat status {};
     ASSERT_EQ(stat((folder / "fresh").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 0777, 0640u);
     ASSERT_EQ(chmod((folder / "fresh").c_str(), 0604), 0);

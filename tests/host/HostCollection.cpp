@@ -139,9 +139,8 @@ TEST(HostCollection, ThreadsShareACollection) {
             for (int i = 0; i < 500; ++i) {
                 SmartPtr<IVELImage> image;
                 ASSERT_EQ(collection->CreateObject(11, L"VELImageDIB", &IID_IVELImage, image.Receive()), S_OK);
-                collection->Register(L"Mine", L"Object" + std::to_wstring(t * 1000 + i), [](void*, const IID*, void**) {
-                    return E_FAIL;
-                });
+                collection->Register(L"Mine", L"Object" + std::to_wstring(t * 1000 + i),
+                                     [](void*, const IID*, void**) { return E_FAIL; });
             }
         });
     }
@@ -196,8 +195,9 @@ TEST_F(HostCollectionModule, OneCollectionForEveryone) {
 
 TEST_F(HostCollectionModule, FindsComponentsOfTheModulesBesideIt) {
     SmartPtr<IComponentCollection> collection;
-    ASSERT_EQ(Factory(RefString(L"GlobalComponentCollection"))(nullptr, &IID_IComponentCollection, collection.Receive()),
-              S_OK);
+    ASSERT_EQ(
+        Factory(RefString(L"GlobalComponentCollection"))(nullptr, &IID_IComponentCollection, collection.Receive()),
+        S_OK);
     SmartPtr<IVELMaths> maths;
     EXPECT_EQ(collection->CreateObject(8, L"VELMaths", &IID_IVELMaths, maths.Receive()), S_OK);
     ASSERT_NE(maths.Get(), nullptr);

@@ -319,6 +319,26 @@ TEST(HostImage, AssignFromAViewOfItself) {
     EXPECT_EQ(std::memcmp(memory, expected, 12), 0);
 }
 
+TEST(HostImage, AssignOfTheSameShapeKeepsItsMemory) {
+    const auto image = Image::Make({30, 20, 24, FORMAT_BGR});
+    const auto same = Image::Make({30, 20, 24, FORMAT_BGR});
+    const auto turned = Image::Make({30, 20, 24, FORMAT_BGR}, RowOrder::BottomUp);
+    FillWithPattern(*same.Get(), 9);
+    FillWithPattern(*turned.Get(), 77);
+    const uint8_t* row = image->Row(0);
+    EXPECT_EQ(image->Assign(same.Get(), 0), S_OK);
+    EXPECT_EQ(image->Row(0), row);
+    EXPECT_TRUE(SameContent(*image.Get(), *same.Get()));
+    EXPECT_EQ(image->Assign(turned.Get(), 0), S_OK);
+    EXPECT_EQ(image->Order(), RowOrder::BottomUp);
+    EXPECT_TRUE(SameContent(*image.Get(), *turned.Get()));
+    // A view of the image's own rows, the other way round.
+    const auto view = Image::Wrap(image->Row(19), -image->Stride(), {30, 20, 24, FORMAT_BGR});
+    const auto expected = Image::CopyOf(view.Get());
+    EXPECT_EQ(image->Assign(view.Get(), 0), S_OK);
+    EXPECT_TRUE(SameContent(*image.Get(), *expected.Get()));
+}
+
 TEST(HostImage, FillColorByDepth) {
     struct Case {
         uint32_t bits, format, colour;

@@ -124,7 +124,8 @@ TEST(HostModule, KernelCountsStridesInValues) {
     SmartPtr<IVEL> made;
     {
         const StrideInValues scope;
-        ASSERT_EQ(module.FilterTable()->Kernel(image.Get(), kernel, 3, 0, 5, reinterpret_cast<IVEL**>(made.Receive())), S_OK);
+        ASSERT_EQ(module.FilterTable()->Kernel(image.Get(), kernel, 3, 0, 5, reinterpret_cast<IVEL**>(made.Receive())),
+                  S_OK);
     }
     const auto result = Image::CopyOf(made.Get());
     for (uint32_t y = 0; y < 6; ++y) {

@@ -62,8 +62,8 @@ testing::AssertionResult SamePicture(const velhost::Image& expected, const velho
         return testing::AssertionFailure() << text(actual.GetShape()) << " instead of " << text(expected.GetShape());
     }
     if (expected.Palette().empty() != actual.Palette().empty()) {
-        return testing::AssertionFailure() << actual.Palette().size() << " palette entries instead of "
-                                           << expected.Palette().size();
+        return testing::AssertionFailure()
+               << actual.Palette().size() << " palette entries instead of " << expected.Palette().size();
     }
     const size_t common = std::min(expected.Palette().size(), actual.Palette().size());
     for (size_t i = 0; i < common; ++i) {

@@ -35,11 +35,16 @@ struct PictureKind {
     bool palette = false;
 };
 inline constexpr PictureKind kPictureKinds[] = {
-    {"1-bit grey", 1, FORMAT_MONO},          {"4-bit grey", 4, FORMAT_MONO},
-    {"8-bit grey", 8, FORMAT_MONO},          {"1-bit palette", 1, FORMAT_BGR, true},
-    {"4-bit palette", 4, FORMAT_BGR, true},  {"8-bit palette", 8, FORMAT_BGR, true},
-    {"5-6-5", 16, FORMAT_BGR},               {"24 bits", 24, FORMAT_BGR},
-    {"32 bits", 32, FORMAT_BGR},             {"32 bits with alpha", 32, FORMAT_ARGB},
+    {"1-bit grey", 1, FORMAT_MONO},
+    {"4-bit grey", 4, FORMAT_MONO},
+    {"8-bit grey", 8, FORMAT_MONO},
+    {"1-bit palette", 1, FORMAT_BGR, true},
+    {"4-bit palette", 4, FORMAT_BGR, true},
+    {"8-bit palette", 8, FORMAT_BGR, true},
+    {"5-6-5", 16, FORMAT_BGR},
+    {"24 bits", 24, FORMAT_BGR},
+    {"32 bits", 32, FORMAT_BGR},
+    {"32 bits with alpha", 32, FORMAT_ARGB},
     {"32-bit integers", 32, FORMAT_MONO},
 };
 

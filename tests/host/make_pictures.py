@@ -7,12 +7,16 @@
     make_pictures.py check-pillow LIST   reads the files of LIST with Pillow
     make_pictures.py check-magick LIST   the same with convert
 
-A line of the written lists says how a file must arrive:
-    name convert page width height bits format order tolerance palette
-convert is a list of conversions or "-", order "top" or "bottom", palette a list of rrggbb or "-"; the bytes of the
-rows, without padding, are in name.raw. "name refused TEXT..." says that the file is refused without a conversion and
-the message holds TEXT. A line of LIST is "name mode", the expected pixels of that Pillow mode being in name.raw;
-differences are printed, and nothing otherwise.
+The lines of the written lists:
+    NAME RAW CONVERT PAGE WIDTH HEIGHT BITS CODE ORDER TOLERANCE PALETTE
+        how the picture must arrive: CONVERT is a list of conversions or "-", ORDER "top" or "bottom", PALETTE a list
+        of rrggbb or "-"; the file RAW holds the bytes of the rows without padding
+    NAME refused TEXT                   it is refused without a conversion, and the message holds TEXT
+    NAME colours PPM                    a palette image with the colours of that file
+    NAME info ALPHA ORIENTATION PROFILE PAGES STORED
+                                        what the file says of itself
+A line of LIST is "NAME MODE"; NAME.raw holds the expected pixels of that mode of Pillow. Differences are printed, and
+nothing otherwise.
 """
 import os
 import struct
@@ -94,6 +98,9 @@ class List:
             out.write(raw)
         self.file.write(" ".join(str(v) for v in (
             name, raw_name, convert, page, WIDTH, HEIGHT, bits, code, order, tolerance, palette)) + "\n")
+
+    def info(self, name, stored, alpha=False, orientation=1, profile=False, pages=1):
+        self.file.write("%s info %d %d %d %d %s\n" % (name, alpha, orientation, profile, pages, stored))
 
     def refused(self, name, text):
         self.file.write("%s refused %s\n" % (name, text))
@@ -222,6 +229,27 @@ def pillow(folder):
     out.add("pages.tif", 24, "BGR", bgr(RGB), page=1, reading="1")
     out.add("pages.tif", 1, "MONO", packed(bits1, 1), page=2, reading="2")
 
+    out.info("pages.tif", "8-bit grey", pages=3)
+    out.info("cmyk.tif", "8-bit CMYK")
+
+    # What files say of themselves
+    from PIL import ImageCms
+    profile = ImageCms.ImageCmsProfile(ImageCms.createProfile("sRGB")).tobytes()
+    exif = Image.Exif()
+    exif[0x0112] = 6
+    smooth.save(out.path("turned.jpg"), exif=exif, icc_profile=profile)
+    out.info("turned.jpg", "8-bit YCbCr", orientation=6, profile=True)
+    rgba.save(out.path("turned.png"), exif=exif, icc_profile=profile)
+    out.info("turned.png", "8-bit RGB with alpha", alpha=True, orientation=6, profile=True)
+    rgba.save(out.path("turned.webp"), lossless=True, exif=exif, icc_profile=profile)
+    out.info("turned.webp", "8-bit RGB, lossless with alpha", alpha=True, orientation=6, profile=True)
+    smooth.save(out.path("turned.tif"), tiffinfo={274: 6}, icc_profile=profile)
+    out.info("turned.tif", "8-bit RGB", orientation=6, profile=True)
+    out.add("turned.tif", 24, "BGR", bgr(SMOOTH))
+    out.info("l.jpg", "8-bit grey")
+    out.info("cmyk.jpg", "8-bit CMYK")
+    out.info("p_clear.png", "4-bit palette with transparent entries", alpha=True)
+
     # WebP
     rgb.save(out.path("rgb.webp"), lossless=True)
     out.add("rgb.webp", 24, "BGR", bgr(RGB))
@@ -231,6 +259,7 @@ def pillow(folder):
     out.add("lossy.webp", 24, "BGR", bgr(list(reread("lossy.webp").getdata())))
     rgb.save(out.path("animated.webp"), save_all=True, append_images=[smooth])
     out.refused("animated.webp", "animated")
+    out.info("animated.webp", "animation")
 
     # BMP
     grey.save(out.path("l.bmp"))
@@ -301,6 +330,7 @@ def magick(folder):
         "strips": ["-define", "tiff:rows-per-strip=5", "-compress", "lzw"],
         "lsb_bits": ["-define", "tiff:fill-order=lsb", "-compress", "none"],
     }
+    one_bit = [out.path("grey.pgm"), "-threshold", "50%", "-type", "bilevel", "-depth", "1"]
     for name, options in tiff_kinds.items():
         convert(out.path("rgb.ppm"), *options, out.path("rgb_%s.tif" % name))
         out.add("rgb_%s.tif" % name, 24, "BGR", bgr(RGB))
@@ -309,10 +339,9 @@ def magick(folder):
         convert(out.path("grey16.pgm"), "-depth", "16", *options, out.path("grey16_%s.tif" % name))
         out.add("grey16_%s.tif" % name, 32, "MONO", ints(GREY16), convert="widen")
         bits = [v >> 7 for v in GREY]
-        convert(out.path("grey.pgm"), "-threshold", "50%", "-type", "bilevel", "-depth", "1", *options, out.path("1_%s.tif" % name))
+        convert(*one_bit, *options, out.path("1_%s.tif" % name))
         out.add("1_%s.tif" % name, 1, "MONO", packed(bits, 1))
-    convert(out.path("grey.pgm"), "-threshold", "50%", "-type", "bilevel", "-depth", "1", "-define", "quantum:polarity=min-is-white",
-            out.path("white_is_zero.tif"))
+    convert(*one_bit, "-define", "quantum:polarity=min-is-white", out.path("white_is_zero.tif"))
     out.add("white_is_zero.tif", 1, "BGR", packed([1 - (v >> 7) for v in GREY], 1), palette="ffffff,000000")
     convert(out.path("rgb.ppm"), "-depth", "16", "-compress", "none", out.path("rgb48.tif"))
     out.refused("rgb48.tif", "'8bit'")
@@ -331,13 +360,12 @@ def magick(folder):
     bmp("alpha.bmp", *rgba, "-type", "truecoloralpha", "bmp")
     out.add("alpha.bmp", 32, "ARGB", bgra(RGB, ALPHA), order="bottom")
     bmp("565.bmp", out.path("565.ppm"), "-type", "truecolor", "-define", "bmp:subtype=RGB565", "bmp")
-    out.add("565.bmp", 16, "BGR", b"".join(struct.pack("<H", b >> 3 | g >> 2 << 5 | r >> 3 << 11) for r, g, b in RGB),
-            order="bottom")
+    words = b"".join(struct.pack("<H", b >> 3 | g >> 2 << 5 | r >> 3 << 11) for r, g, b in RGB)
+    out.add("565.bmp", 16, "BGR", words, order="bottom")
     bmp("555.bmp", out.path("555.ppm"), "-type", "truecolor", "-define", "bmp:subtype=RGB555", "bmp")
     out.refused("555.bmp", "5-5-5")
-    out.add("555.bmp", 16, "BGR",
-            b"".join(struct.pack("<H", b >> 3 | (g >> 3 << 1 | g >> 7) << 5 | r >> 3 << 11) for r, g, b in RGB),
-            convert="widen", order="bottom")
+    words = b"".join(struct.pack("<H", b >> 3 | (g >> 3 << 1 | g >> 7) << 5 | r >> 3 << 11) for r, g, b in RGB)
+    out.add("555.bmp", 16, "BGR", words, convert="widen", order="bottom")
 
     for name, options, kind in (("rle8.bmp", ["-compress", "RLE"], "bmp3"), ("p8.bmp", ["-compress", "none"], "bmp3"),
                                 ("p8_core.bmp", [], "bmp2")):
