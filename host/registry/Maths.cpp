@@ -44,6 +44,14 @@ RuleCard PixelCard(std::vector<int> acts, std::vector<int> leavesAlone, std::vec
     return card;
 }
 
+const char* const kNoImage = "an image is missing (nothing is written)";
+
+// Where a row's walk depends on its length, a part of a row is not computed like the whole.
+void OnlyWholeRows(RuleCard& card, std::string tiling) {
+    card.tiling = std::move(tiling);
+    card.tileable = false;
+}
+
 const char* const kSameFormats =
     "the two images must have the same depth and colour format; increase-bpp brings 8- and "
     "24-bit images to a greater depth";
@@ -60,10 +68,13 @@ int ColourValue(const Colour& colour, const ImageInfo& info) {
 
 Operation Equal() {
     RuleCard card = PixelCard({8, 24, 32}, {1, 4, 16}, {});
-    card.depths = "the mask is ignored at 24 bits; MONO images of 1 and 4 bits are not allowed; all planes are set";
+    card.depths =
+        "the mask is ignored at 24 bits; MONO images of 1 and 4 bits are not allowed; MONO images of 16 and 24 bits "
+        "are "
+        "written as rows of 32-bit words; all planes are set";
     card.rounding = card.saturation = "8 bits: the low byte of the value";
     card.alpha = "part of the value (bits 24 to 31); 255 with --colour";
-    card.results = {{"S_OK", "always"}};
+    card.results = {{"S_OK", "done, also when the depth is one that is left alone"}, {"E_INVALIDARG", kNoImage}};
     Operation op =
         Base("equal", "Equal", "Set every pixel, or every pixel under a mask, to one value",
              "An assignment, not a comparison. As a number the value is 0xAARRGGBB at 32 bits, 0xBBGGRR at 24 bits, "
@@ -99,6 +110,9 @@ Operation Equal() {
         if (info.bitsPerPixel == 24 && call.Image("mask") && !info.Mono()) {
             return Verdict{Verdict::Acts, "the mask is ignored at 24 bits: every pixel is set"};
         }
+        if (info.Mono() && (info.bitsPerPixel == 16 || info.bitsPerPixel == 24)) {
+            return Verdict{Verdict::Acts, DepthText(info) + " images are written as rows of 32-bit words"};
+        }
         if (info.bitsPerPixel == 8 || info.bitsPerPixel == 24 || info.bitsPerPixel == 32) return Verdict{};
         return Verdict{Verdict::LeavesAlone, DepthText(info) + " images are not written"};
     };
@@ -115,11 +129,15 @@ Operation Copy() {
     card.rounding = "5- and 6-bit channels are shifted up, low bits 0";
     card.saturation = "none needed";
     card.alpha = "copied at equal depth, 255 from 8 to 32 bits, dropped from 32 to 24";
+    OnlyWholeRows(card, "the source can be pasted part by part, each at its own position");
     card.results = {{"S_OK", "done"},
+                    {"E_INVALIDARG", kNoImage},
                     {"E_FAIL",
                      "a position outside the destination, or a pair of depths that is not handled (nothing is "
                      "written); always from 16 to 24 bits, although the pixels are written"}};
-    Operation op = Base("copy", "Copy", "Paste one image into another at a position", "Plane 0 only.", std::move(card));
+    Operation op =
+        Base("copy", "Copy", "Paste one image into another at a position",
+             "Plane 0 only. An image pasted into itself is copied row by row from the top.", std::move(card));
     op.aliases = {"paste"};
     op.images = {{.name = "source", .doc = "the image that is pasted"}, Onto("the image that is pasted into", true)};
     op.palette = PaletteUse::Keeps;
@@ -174,11 +192,15 @@ Operation Add() {
     card.saturation = "clamped to 0 to 255";
     card.alpha = "32 bits: summed like the other bytes in the first three quarters of a row, 0 in the last";
     card.border = "the second image must be at least as large as the first";
+    OnlyWholeRows(card, "yes, pixel by pixel, at 8 and 24 bits; at 32 bits in whole rows only");
     card.results = {{"S_OK", "done; the destination has the first image's size and format"},
+                    {"E_INVALIDARG", "an image is missing (nothing is made)"},
                     {"E_FAIL", "the depths or formats differ (nothing is made)"}};
     Operation op =
         Base("add", "Add", "Add two images, channel by channel, and divide",
-             "Divisor 0 does not divide. Divisor 2 multiplies by 4: use add-scale to average.", std::move(card));
+             "Divisor 0 does not divide. Divisor 2 multiplies by 4: use add-scale to average. The destination is made "
+             "anew before the sources are read, so a source that is the destination too is empty by then.",
+             std::move(card));
     op.images = {kFirst, kSecond};
     op.result = ResultKind::NewImage;
     op.parameters = {Real("divisor", "what the sum is divided by; 0 divides by nothing", -1e9, 1e9, 0.0)};
@@ -211,7 +233,7 @@ Operation Subtract() {
     card.alpha = "32 bits: 255, or 0 in the modes with alpha 0";
     card.results = {
         {"0 or more", "done; the number of colour values above 1 that were stored (24 and 32 bits), else 0"},
-        {"E_INVALIDARG", "an image is missing"},
+        {"E_INVALIDARG", kNoImage},
         {"E_FAIL", "the depths or formats differ (nothing is written)"}};
     Operation op = Base("subtract", "Subtract", "Subtract one image from another and count the differences",
                         "At 8 and 24 bits every mode but clip means absolute differences.", std::move(card));
@@ -249,15 +271,17 @@ Operation Subtract() {
 }
 
 Operation AddScale() {
-    RuleCard card = PixelCard({1, 4, 8, 16, 24, 32}, {}, {});
+    RuleCard card = PixelCard({8, 16, 24, 32}, {1, 4}, {});
     card.depths =
-        "equal depths of the two images and the destination: every byte is computed; mixes of 24 and 32 bits: the "
+        "equal depths of the two images and the destination: every byte is computed, also each byte of 16 bits; mixes "
+        "of 24 and 32 bits: the "
         "colours "
         "are; any other mix is refused; the smallest of the sizes; plane 0 only";
-    card.rounding = "single precision, truncated";
+    card.rounding = "single precision, product + product + offset, each step rounded, the result truncated";
     card.saturation = "clamped to 0 to 255";
     card.alpha = "computed like the colours when all depths are equal, else not written";
     card.results = {{"S_OK", "done"},
+                    {"E_INVALIDARG", "one of the two images or the destination is missing (nothing is written)"},
                     {"E_FAIL",
                      "a mix of depths with one below 24 (nothing is written); always for a masked mix of 24 and 32 "
                      "bits, although the pixels are written"}};
@@ -286,7 +310,10 @@ Operation AddScale() {
     op.verdict = [](const Call& call) {
         const ImageInfo first = InfoOf(call.Image("first")), second = InfoOf(call.Image("second"));
         const ImageInfo onto = call.Image("onto") ? InfoOf(call.Image("onto")) : first;
-        if (first.bitsPerPixel == second.bitsPerPixel && first.bitsPerPixel == onto.bitsPerPixel) return Verdict{};
+        if (first.bitsPerPixel == second.bitsPerPixel && first.bitsPerPixel == onto.bitsPerPixel) {
+            if (first.bitsPerPixel >= 8) return Verdict{};
+            return Verdict{Verdict::LeavesAlone, DepthText(first) + " images are not computed"};
+        }
         if (std::min({first.bitsPerPixel, second.bitsPerPixel, onto.bitsPerPixel}) < 24) {
             return Verdict{Verdict::Refuses, DepthText(first) + ", " + DepthText(second) + " and " + DepthText(onto) +
                                                  " cannot be mixed; increase-bpp brings 8-bit images to 24 or 32 bits"};
@@ -328,10 +355,13 @@ Operation Scale() {
         "all planes, at 8 to 8 bits plane 0";
     card.rounding = "value * factor + offset in single precision, truncated";
     card.saturation =
-        "clamped to 0 to 255; integers and the 24- and 32-bit to 32-bit cases only from below, bytes then keep their "
-        "low 8 bits";
-    card.alpha = "not written";
-    card.results = {{"S_OK", "done"}, {"E_FAIL", "a pair of formats that is not handled (nothing is written)"}};
+        "clamped to 0 to 255; integers to 0 to 2147483647; the 24- and 32-bit colour to 32-bit cases only from below, "
+        "bytes then keep their low 8 bits";
+    card.alpha = "not written, but for bytes among the first of a 32-bit row";
+    OnlyWholeRows(card, "yes, pixel by pixel; in whole rows only where a part of the row is written");
+    card.results = {{"S_OK", "done"},
+                    {"E_INVALIDARG", "the source or the destination is missing (nothing is written)"},
+                    {"E_FAIL", "a pair of formats that is not handled (nothing is written)"}};
     Operation op =
         Base("scale", "Scale", "Map values linearly into an image of the same or another depth",
              "How measured integers become a picture, and 8-bit greys integers. The mask counts only from 8 to 8 bits. "
@@ -373,7 +403,9 @@ Operation CreateDestImage() {
     RuleCard card = PixelCard({1, 4, 8, 16, 24, 32}, {}, {});
     card.rounding = card.saturation = "none needed";
     card.alpha = "0, as the new image has it";
-    card.results = {{"S_OK", "done; the new image is delivered"}, {"E_INVALIDARG", "no model was given"}};
+    card.results = {{"S_OK", "done; the new image is delivered"},
+                    {"E_INVALIDARG", "no model was given"},
+                    {"E_FAIL", "the host made no new image"}};
     Operation op = Base("create-dest-image", "CreateDestImage", "Make an empty image shaped like another",
                         "Size and planes are the model's; every pixel is 0.", std::move(card));
     op.aliases = {"new-like"};
@@ -389,11 +421,16 @@ Operation CreateDestImage() {
 
 Operation Scale8() {
     RuleCard card = PixelCard({32}, {8}, {1, 4, 16, 24});
-    card.depths = "the source must be MONO: 32 bits are scaled, 8 bits give an unwritten image; all planes";
+    card.depths =
+        "the source must be MONO: 32 bits are scaled, less than 9 bits give an unwritten image, 16 and 24 bits are "
+        "read as "
+        "rows of 32-bit words; all planes";
     card.rounding = "value * factor in double precision, truncated toward zero, then the offset is added";
     card.saturation = "clamped to 0 to 255";
     card.alpha = "there is none";
-    card.results = {{"S_OK", "done; an 8-bit MONO image"}, {"0xF0040031", "the source is not MONO (nothing is made)"}};
+    card.results = {{"S_OK", "done; an 8-bit MONO image"},
+                    {"E_INVALIDARG", "an image is missing (nothing is made)"},
+                    {"0xF0040031", "the source is not MONO (nothing is made)"}};
     Operation op = Base("scale8", "Scale8", "Turn a 32-bit integer image into an 8-bit one",
                         "value * factor + offset, clamped.", std::move(card));
     op.images = {{.name = "source", .doc = "the integer image"}};
@@ -414,6 +451,9 @@ Operation Scale8() {
             return Verdict{Verdict::Refuses, DepthText(info) + " images are not MONO; scale takes colour images"};
         }
         if (info.bitsPerPixel == 32) return Verdict{};
+        if (info.bitsPerPixel > 8) {
+            return Verdict{Verdict::Acts, DepthText(info) + " rows are read as 32-bit integers"};
+        }
         return Verdict{Verdict::LeavesAlone, "only 32-bit integers are scaled; the result is an unwritten 8-bit image"};
     };
     return op;
