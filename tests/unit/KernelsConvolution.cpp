@@ -5,15 +5,131 @@ namespace {
 // Every way of dividing; `narrow` only where it may be.
 vel::Quotient RandomQuotient(test::Random& random, bool narrow) {
     const int magnitude = random.Pick({1, 2, 3, 7, 9, 16, 52, 159, 273, random.Int(1, 5000), random.Int(1, INT32_MAX)});
-    return {random.Chance(30) ? ~0u : 0u, random.Chance(50) ? 0 : random.Int(-300, 300), magnitude > 1, narrow,
-            1.0 / magnitude};
+    vel::Quotient quotient = {};
+    quotient.negate = random.Chance(30) ? ~0u : 0u;
+    quotient.offset = random.Chance(50) ? 0 : random.Int(-300, 300);
+    quotient.divide = magnitude > 1;
+    quotient.narrow = narrow;
+    quotient.reciprocal = 1.0 / magnitude;
+    return quotient;
 }
+
+// Division of sums below 2^16 by multiplication, for a divisor that allows it for all of them.
+vel::Quotient RandomWordQuotient(test::Random& random) {
+    vel::Quotient quotient = RandomQuotient(random, true);
+    const int shift = random.Int(1, 15);
+    quotient.negate = 0;
+    if (quotient.offset > 0) quotient.offset = -quotient.offset;
+    quotient.divide = true;
+    quotient.words = true;
+    // Powers of 2, and 3 times one: 2^(16 + shift) / (3 * 2^(shift - 1)) = 2^17 / 3.
+    const bool triple = random.Chance(50);
+    quotient.reciprocal = 1.0 / (triple ? 3 << (shift - 1) : 1 << shift);
+    quotient.multiplier = triple ? 43691 : 0;
+    if (!triple) {
+        quotient.multiplier = 32768;
+        quotient.shift = static_cast<uint16_t>(shift - 1);
+    } else {
+        quotient.shift = static_cast<uint16_t>(shift);
+    }
+    return quotient;
+}
+
+// The layout of a quad is the level's own, so quads come from the same table as the kernel under test.
+template <auto Member, class Kernel>
+const vel::ConvolutionKernels& TableOf(Kernel kernel) {
+    for (const vel::ConvolutionKernels* table : {
+             &vel::ConvolutionKernels_plain, &vel::ConvolutionKernels_baseline,
+#if defined(__x86_64__)
+                 &vel::ConvolutionKernels_avx2, &vel::ConvolutionKernels_avx512,
+#endif
+         }) {
+        if (table->*Member == kernel) return *table;
+    }
+    return vel::ConvolutionKernels_plain;
+}
+
+// Quads and coefficients for ConvolveRows and SumRows; `small`: sums that stay below 2^15.
+struct TapsToSum {
+    vel::TapPlan plan = {};
+    const uint8_t* quads[8];
+    size_t quadBytes;
+
+    TapsToSum(test::KernelRun& run, const vel::ConvolutionKernels& table, bool small) {
+        test::Random& random = run.random;
+        plan.planes = small ? 1 : random.Int(1, 5);
+        plan.quads = random.Int(1, small ? 2 : 6);
+        plan.lastFrom = random.Int(0, 3);
+        plan.narrow = small && random.Chance(70);
+        plan.columns = static_cast<size_t>(random.Int(1, small ? 2 : 7));
+        plan.step = random.Pick({1u, 3u, 4u});
+        quadBytes = run.count + (plan.columns - 1) * plan.step;
+        plan.taps = RandomTaps(run, small ? 7 : 63);
+        for (int q = 0; q < plan.quads; ++q) {
+            const uint8_t* rows[4];
+            for (const uint8_t*& row : rows) row = run.In(quadBytes);
+            uint8_t* quad = run.In(4 * quadBytes + vel::kQuadSlack);
+            table.PrepareQuad(quad, rows, quadBytes);
+            quads[q] = quad;
+        }
+        run.Filled();
+    }
+
+private:
+    const uint32_t* RandomTaps(test::KernelRun& run, int most) {
+        const size_t inQuad = plan.columns * 4, inPlane = static_cast<size_t>(plan.quads) * inQuad;
+        const size_t all = inPlane * static_cast<size_t>(plan.planes);
+        uint32_t* taps = run.In<uint32_t>(all);
+        for (size_t i = 0; i < all; ++i) {
+            const bool lastQuad = i % inPlane / inQuad + 1 == static_cast<size_t>(plan.quads);
+            taps[i] = 0;
+            if (lastQuad && i % 4 < static_cast<size_t>(plan.lastFrom)) continue;
+            for (int j = 0; j < 4; ++j) {
+                taps[i] |= static_cast<uint32_t>(run.random.Int(-most, most) & 0xFF) << (8 * j);
+            }
+        }
+        return taps;
+    }
+};
 
 }  // namespace
 
-VEL_CHECK(Convolution, AddScaledRow) {
-    uint32_t* sums = run.InOut<uint32_t>(run.count);
-    kernel(sums, run.In(run.count), run.count, static_cast<uint32_t>(run.random.Bits()));
+VEL_CHECK(Convolution, PrepareQuad) {
+    const uint8_t* rows[4];
+    for (const uint8_t*& row : rows) row = run.In(run.count);
+    uint8_t* quad = run.In(4 * run.count);
+    kernel(quad, rows, run.count);
+    run.Filled();
+    bool interleaved = true, inRows = true;
+    for (size_t i = 0; i < 4 * run.count; ++i) {
+        interleaved &= quad[i] == rows[i % 4][i / 4];
+        inRows &= quad[i] == rows[i / run.count][i % run.count];
+    }
+    run.Returned(interleaved || inRows);
+}
+
+VEL_CHECK(Convolution, ConvolveRows) {
+    const bool small = run.random.Chance(70);
+    const vel::Quotient quotient =
+        small && run.random.Chance(50) ? RandomWordQuotient(run.random) : RandomQuotient(run.random, small);
+    uint8_t* dst[4];
+    for (uint8_t*& row : dst) row = run.Out(run.count);
+    const TapsToSum sum(run, TableOf<&vel::ConvolutionKernels::ConvolveRows>(kernel), small);
+    kernel(dst, sum.quads, sum.quadBytes, sum.plan, quotient, run.count);
+}
+
+VEL_CHECK(Convolution, SumRows) {
+    uint32_t* sums[4];
+    for (uint32_t*& row : sums) row = run.Out<uint32_t>(run.count);
+    const TapsToSum sum(run, TableOf<&vel::ConvolutionKernels::SumRows>(kernel), run.random.Chance(30));
+    kernel(sums, sum.quads, sum.quadBytes, sum.plan, run.count);
+}
+
+VEL_CHECK(Convolution, WeighSums) {
+    const size_t n = static_cast<size_t>(run.random.Int(1, 9)), step = run.random.Pick({1u, 3u, 4u});
+    uint32_t* dst = run.Out<uint32_t>(run.count);
+    const uint32_t* src = run.In<uint32_t>(run.count + (n - 1) * step);
+    kernel(dst, src, run.In<uint32_t>(n), n, step, run.count);
 }
 
 VEL_CHECK(Convolution, QuotientRow) {

@@ -109,11 +109,19 @@ const uint8_t* PaddedRows::Row(int64_t y) {
     return Slot(y) + m_before;
 }
 
-SampleWriter::SampleWriter(const ImageView& target)
-    : m_target(target), m_packed(target.bitsPerPixel < 8), m_row(m_packed ? target.width : 0) {}
+SampleWriter::SampleWriter(const ImageView& target, int rows)
+    : m_target(target),
+      m_packed(target.bitsPerPixel < 8),
+      m_rows(rows),
+      m_rowBytes(int64_t{target.width} * SampleBytes(target)),
+      m_scratch(m_packed || rows > 1 ? ArrayBytes(static_cast<uint64_t>(rows), static_cast<uint64_t>(m_rowBytes)) : 0) {
+}
+
+uint8_t* SampleWriter::Begin(int64_t y) { return m_packed || y >= m_target.height ? Scratch(y) : m_target.Row(y); }
 
 void SampleWriter::End(int64_t y) {
-    if (m_packed) Kernels().Samples().PackRow(m_target.Row(y), m_row.Data(), m_target.width, m_target.bitsPerPixel);
+    if (!m_packed || y >= m_target.height) return;
+    Kernels().Samples().PackRow(m_target.Row(y), Scratch(y), m_target.width, m_target.bitsPerPixel);
 }
 
 HRESULT FillSamples(const ImageView& target, int value) {

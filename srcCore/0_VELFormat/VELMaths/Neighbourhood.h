@@ -81,20 +81,24 @@ private:
     ScratchBuffer m_ring, m_outside;
 };
 
-// Destination rows as samples: the image's own where it stores whole bytes, else a scratch row that is packed at the
+// Destination rows as samples: the image's own where it stores whole bytes, else scratch rows that are packed at the
 // end.
 class SampleWriter {
 public:
-    explicit SampleWriter(const ImageView& target);
-    bool Ready() const { return m_row.Data(); }
-    // The samples of row y are written between Begin and End.
-    uint8_t* Begin(int64_t y) { return m_packed ? m_row.Data() : m_target.Row(y); }
+    // Up to `rows` rows are written at a time.
+    explicit SampleWriter(const ImageView& target, int rows = 1);
+    bool Ready() const { return m_scratch.Data(); }
+    // The samples of row y are written between Begin and End. Rows below the image are written in vain.
+    uint8_t* Begin(int64_t y);
     void End(int64_t y);
 
 private:
+    uint8_t* Scratch(int64_t y) const { return m_scratch.Data() + (y % m_rows) * m_rowBytes; }
+
     ImageView m_target;
     bool m_packed;
-    ScratchBuffer m_row;
+    int64_t m_rows, m_rowBytes;
+    ScratchBuffer m_scratch;
 };
 
 // Every sample byte of the image becomes `value`, every alpha 0. E_FAIL without memory.

@@ -4,6 +4,7 @@
 
 namespace vel {
 namespace {
+#include "Bytes.inl"
 #include "Convolution.inl"
 }
 VEL_KERNEL_TABLE(Convolution, VEL_CONVOLUTION_KERNELS)

@@ -8,18 +8,49 @@ namespace vel {
 
 // What becomes of a sum: sum / divisor, truncated towards zero, plus offset, clamped to a byte.
 struct Quotient {
-    uint32_t negate;  // all bits set when the divisor is negative
+    uint32_t negate;    // all bits set when the divisor is negative
     int32_t offset;
-    bool divide;       // false when the divisor's magnitude is 1, or when there is none
-    bool narrow;       // magnitudes of sums stay below 2^22
-    double reciprocal; // of the divisor's magnitude
+    bool divide;        // false when the divisor's magnitude is 1, or when there is none
+    bool narrow;        // magnitudes of sums stay below 2^22
+    double reciprocal;  // of the divisor's magnitude
+    // A short cut for sums below 2^16: negative ones and a negative offset end at 0, and the others divided are
+    // sum * multiplier >> (16 + shift).
+    bool words;
+    uint16_t multiplier;
+    uint16_t shift;
 };
 
+// A kernel for ConvolveRows. Sums are made for four rows of the image at once, from rows taken in fours ("quads").
+// Coefficients lie in planes of 7 bits, -64 to 63: a sum is that of plane 0, times 128 plus that of plane 1, and so on.
+struct TapPlan {
+    static constexpr int kRows = 4;
+    static constexpr int kPlaneBits = 7;
+    // [plane][quad][column][row of the image]: the coefficients of the quad's four rows, the first in the low byte.
+    const uint32_t* taps;
+    int planes, quads;
+    int lastFrom;    // the last quad concerns the rows of the image from this one on
+    bool narrow;     // one plane, and every partial sum fits 16 bits signed
+    size_t columns;
+    size_t step;     // bytes from one column to the next
+};
+
+// Bytes behind a prepared quad that ConvolveRows and SumRows may read.
+constexpr size_t kQuadSlack = 256;
+
 #define VEL_CONVOLUTION_KERNELS(X)                                                                          \
-    /* sums[i] += factor * src[i] */                                                                        \
-    X(void, AddScaledRow, (uint32_t * sums, const uint8_t* src, size_t count, uint32_t factor))             \
+    /* Brings four rows of `count` bytes into one quad of 4 * count, in the order that the level likes. */   \
+    X(void, PrepareQuad, (uint8_t * quad, const uint8_t* const* rows, size_t count))                        \
+    /* Quotients of weighted sums, or the sums themselves, for four rows: byte i of row r has the sum over the \
+       plan's quads and columns of coefficient * quads[quad][i + column * step]. `quadBytes` is the count that the \
+       quads were prepared with. */                                                                         \
+    X(void, ConvolveRows, (uint8_t* const* dst, const uint8_t* const* quads, size_t quadBytes, const TapPlan& plan, \
+                           const Quotient& quotient, size_t count))                                         \
+    X(void, SumRows, (uint32_t* const* sums, const uint8_t* const* quads, size_t quadBytes, const TapPlan& plan, \
+                      size_t count))                                                                        \
     /* dst[i] = the quotient of sums[i] */                                                                  \
-    X(void, QuotientRow, (uint8_t * dst, const uint32_t* sums, size_t count, const Quotient& quotient))           \
+    X(void, QuotientRow, (uint8_t * dst, const uint32_t* sums, size_t count, const Quotient& quotient))     \
+    /* dst[i] = the sum of factors[j] * src[i + j * step], j below n */                                     \
+    X(void, WeighSums, (uint32_t * dst, const uint32_t* src, const uint32_t* factors, size_t n, size_t step, size_t count)) \
     /* 32-bit integers: dst[i] = the quotient of factor * src[i] */                                         \
     X(void, WeighRow, (uint8_t * dst, const uint8_t* src, size_t count, uint32_t factor, const Quotient& quotient))
 

@@ -1,9 +1,5 @@
 // Kernels of weighted sums; see Convolution.h.
 
-static void AddScaledRow(uint32_t* sums, const uint8_t* src, size_t count, uint32_t factor) {
-    for (size_t i = 0; i < count; ++i) sums[i] += factor * src[i];
-}
-
 static inline uint8_t ClampSum(uint32_t magnitude, uint32_t sign, int32_t offset) {
     const int32_t value = static_cast<int32_t>((magnitude ^ sign) - sign + static_cast<uint32_t>(offset));
     return static_cast<uint8_t>(value < 0 ? 0 : value > 255 ? 255 : value);
@@ -38,6 +34,23 @@ static void QuotientRow(uint8_t* dst, const uint32_t* sums, size_t count, const 
     }
 }
 
+static void WeighSums(uint32_t* dst, const uint32_t* src, const uint32_t* factors, size_t n, size_t step,
+                      size_t count) {
+    constexpr size_t kBlock = 256;  // sums stay in the first-level cache while the factors pass
+    for (size_t done = 0; done < count; done += kBlock) {
+        const size_t size = count - done < kBlock ? count - done : kBlock;
+        const uint32_t* from = src + done;
+        uint32_t sums[kBlock];
+        for (size_t i = 0; i < size; ++i) sums[i] = factors[0] * from[i];
+        for (size_t j = 1; j < n; ++j) {
+            const uint32_t factor = factors[j];
+            const uint32_t* shifted = from + j * step;
+            for (size_t i = 0; i < size; ++i) sums[i] += factor * shifted[i];
+        }
+        memcpy(dst + done, sums, size * sizeof *sums);
+    }
+}
+
 static void WeighRow(uint8_t* dst, const uint8_t* src, size_t count, uint32_t factor, const Quotient& quotient) {
     const uint32_t negate = quotient.negate;
     const int32_t offset = quotient.offset;
@@ -47,7 +60,72 @@ static void WeighRow(uint8_t* dst, const uint8_t* src, size_t count, uint32_t fa
         uint32_t value;
         memcpy(&value, src + 4 * i, 4);
         value *= factor;
-        const uint32_t result = divide ? QuotientOf(value, reciprocal, negate, offset) : ClampSum(value, negate, offset);
+        const uint32_t result =
+            divide ? QuotientOf(value, reciprocal, negate, offset) : ClampSum(value, negate, offset);
         memcpy(dst + 4 * i, &result, 4);
     }
 }
+
+#if VEL_AVX2
+#include "ConvolutionVectors.inl"
+#else
+
+// Rows lie one behind the other.
+static void PrepareQuad(uint8_t* quad, const uint8_t* const* rows, size_t count) {
+    for (int j = 0; j < 4; ++j) memcpy(quad + static_cast<size_t>(j) * count, rows[j], count);
+}
+
+constexpr size_t kSumBlock = 256;
+
+// Adds two coefficients' products at a time: below 2^15 together, so that they are made in 16 bits.
+static inline void AddProducts(uint32_t* sums, const uint8_t* a, const uint8_t* b, int8_t ka, int8_t kb, size_t count) {
+    const int16_t wa = ka, wb = kb;
+    for (size_t i = 0; i < count; ++i) {
+        const int16_t products =
+            static_cast<int16_t>(static_cast<int16_t>(wa * a[i]) + static_cast<int16_t>(wb * b[i]));
+        sums[i] += static_cast<uint32_t>(static_cast<int32_t>(products));
+    }
+}
+
+// Sums `at` to `at` + count - 1 (at most kSumBlock) of one row of the image.
+static void SumBlock(uint32_t* sums, const uint8_t* const* quads, size_t quadBytes, const TapPlan& plan, int row,
+                     size_t at, size_t count) {
+    memset(sums, 0, count * sizeof *sums);
+    const size_t inPlane = static_cast<size_t>(plan.quads) * plan.columns * TapPlan::kRows;
+    for (int plane = plan.planes - 1; plane >= 0; --plane) {
+        for (size_t i = 0; i < count; ++i) sums[i] <<= TapPlan::kPlaneBits;
+        const uint32_t* tap = plan.taps + static_cast<size_t>(plane) * inPlane + static_cast<size_t>(row);
+        for (int q = 0; q < plan.quads; ++q) {
+            const uint8_t* src = quads[q] + at;
+            for (size_t x = 0; x < plan.columns; ++x, src += plan.step, tap += TapPlan::kRows) {
+                int8_t k[4];
+                memcpy(k, tap, 4);
+                if (k[0] || k[1]) AddProducts(sums, src, src + quadBytes, k[0], k[1], count);
+                if (k[2] || k[3]) AddProducts(sums, src + 2 * quadBytes, src + 3 * quadBytes, k[2], k[3], count);
+            }
+        }
+    }
+}
+
+static void ConvolveRows(uint8_t* const* dst, const uint8_t* const* quads, size_t quadBytes, const TapPlan& plan,
+                         const Quotient& quotient, size_t count) {
+    for (int row = 0; row < TapPlan::kRows; ++row) {
+        for (size_t at = 0; at < count; at += kSumBlock) {
+            const size_t size = count - at < kSumBlock ? count - at : kSumBlock;
+            uint32_t sums[kSumBlock];
+            SumBlock(sums, quads, quadBytes, plan, row, at, size);
+            QuotientRow(dst[row] + at, sums, size, quotient);
+        }
+    }
+}
+
+static void SumRows(uint32_t* const* sums, const uint8_t* const* quads, size_t quadBytes, const TapPlan& plan,
+                    size_t count) {
+    for (int row = 0; row < TapPlan::kRows; ++row) {
+        for (size_t at = 0; at < count; at += kSumBlock) {
+            const size_t size = count - at < kSumBlock ? count - at : kSumBlock;
+            SumBlock(sums[row] + at, quads, quadBytes, plan, row, at, size);
+        }
+    }
+}
+#endif
