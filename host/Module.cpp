@@ -1,5 +1,8 @@
 #include "Module.h"
 
+#include <algorithm>
+#include <mutex>
+
 namespace velhost {
 
 namespace {
@@ -8,6 +11,10 @@ constexpr std::wstring_view kModuleName = L"VELMaths";
 constexpr const char* kModuleFile = "VELMaths.so";
 constexpr std::wstring_view kObjects[] = {L"VELColorTransform", L"VELFilterTransform", L"VELDeform", L"VELTransform",
                                           L"VELMaths"};
+
+// Modules alive in this process. Those of one file share its global collection: it is the newest one's.
+std::mutex gAliveMutex;
+std::vector<const Module*> gAlive;
 
 std::filesystem::path FirstThatExists() {
     std::string tried;
@@ -41,6 +48,8 @@ Module::Module(const std::filesystem::path& path, SmartPtr<Collection> collectio
     m_file = ModuleFile::Open(m_path);
     if (!m_file.handle) throw Error(ErrorKind::Module, "cannot load " + m_path.string() + ": " + m_file.error);
     try {
+        const std::lock_guard lock(gAliveMutex);
+        gAlive.push_back(this);
         m_file.Initialise(m_collection.Get());
         Make(m_color, L"VELColorTransform", "IVELColorTransform");
         Make(m_filter, L"VELFilterTransform", "IVELFilterTransform");
@@ -79,7 +88,11 @@ void Module::ReleaseAll() {
     m_filter.Clear();
     m_color.Clear();
     for (const std::wstring_view object : kObjects) m_collection->Register(kModuleName, object, nullptr);
-    m_file.Initialise(nullptr);
+    const std::lock_guard lock(gAliveMutex);
+    gAlive.erase(std::remove(gAlive.begin(), gAlive.end(), this), gAlive.end());
+    const auto newest = std::find_if(gAlive.rbegin(), gAlive.rend(),
+                                     [this](const Module* other) { return other->m_file.handle == m_file.handle; });
+    m_file.Initialise(newest != gAlive.rend() ? (*newest)->m_collection.Get() : nullptr);
     m_file.Close();
 }
 

@@ -61,14 +61,15 @@ struct TransformClass : ComponentClass {
     virtual HRESULT FillVoids(IVEL* image) = 0;
 };
 
-// The loaded module with one object of each component. The objects keep no state, so all threads may use them at once;
+// The loaded module with one object of each component. Several of one file share the module's one collection, the
+// newest one's. The objects keep no state, so all threads may use them at once;
 // the pointers are valid as long as this object, and so is what the module made.
 class Module {
 public:
     // Loads the module and hands it the collection (null: a new one of the built-in components), where its components
     // are registered too. An empty path: the first of SearchPaths() that exists. Throws ErrorKind::Module.
     explicit Module(const std::filesystem::path& path = {}, SmartPtr<Collection> collection = {});
-    // Gives the objects and the collection back and unloads the module, which then forgets the collection.
+    // Gives the objects and the collection back; the last one of a file unloads it, which then forgets the collection.
     ~Module();
     Module(const Module&) = delete;
     Module& operator=(const Module&) = delete;

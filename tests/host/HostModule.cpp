@@ -6,6 +6,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 
 #include "host/Image.h"
 
@@ -26,6 +27,11 @@ SmartPtr<Image> Ramp(uint32_t width, uint32_t height, uint32_t bits, uint32_t fo
         for (uint64_t i = 0; i < image->GetShape().RowBytes(); ++i) image->Row(y)[i] = static_cast<uint8_t>(16 * y + i);
     }
     return image;
+}
+
+uint32_t CountOf(Collection& collection) {
+    collection.AddRef();
+    return collection.Release();
 }
 
 TEST(HostModule, IsFoundBesideTheProgram) {
@@ -59,13 +65,9 @@ TEST(HostModule, FailuresAreOneLine) {
 
 TEST(HostModule, GivesComponentsAndGetsTheCollectionBack) {
     auto collection = Collection::Make();
-    const auto countOf = [&] {
-        collection->AddRef();
-        return collection->Release();
-    };
     {
         Module module(kModuleFile, collection);
-        EXPECT_EQ(countOf(), 3u);  // ours, the module's, the host class's
+        EXPECT_EQ(CountOf(*collection.Get()), 3u);  // ours, the module's, the host class's
         const auto image = Ramp(5, 4, 24, FORMAT_BGR);
         EXPECT_EQ(module.Color()->Negative(image.Get()), S_OK);
         EXPECT_EQ(image->Row(3)[14], 255 - (48 + 14));
@@ -75,9 +77,32 @@ TEST(HostModule, GivesComponentsAndGetsTheCollectionBack) {
         SmartPtr<IVELDeform> deform;
         EXPECT_EQ(collection->CreateObject(9, L"VELDeform", &IID_IVELDeform, deform.Receive()), S_OK);
     }
-    EXPECT_EQ(countOf(), 1u);
+    EXPECT_EQ(CountOf(*collection.Get()), 1u);
     void* none = nullptr;
     EXPECT_EQ(collection->CreateObject(9, L"VELDeform", &IID_IVELDeform, &none), E_FAIL);
+}
+
+TEST(HostModule, SeveralShareTheLoadedFile) {
+    const auto works = [](const Module& module) {
+        const auto image = Ramp(5, 4, 24, FORMAT_BGR);
+        SmartPtr<IVEL> blurred;
+        return module.Filter()->Blur(image.Get(), reinterpret_cast<IVEL**>(blurred.Receive())) == S_OK &&
+               module.Color()->GrayScale(image.Get()) == S_OK;
+    };
+    auto first = std::make_unique<Module>(kModuleFile);
+    const Collection* firstCollection = first->Components();
+    auto second = std::make_unique<Module>(kModuleFile);
+    EXPECT_NE(second->Components(), firstCollection);
+    EXPECT_TRUE(works(*first) && works(*second));
+    auto third = std::make_unique<Module>(kModuleFile);
+    EXPECT_EQ(CountOf(*second->Components()), 1u);  // the module has the third's
+    third.reset();
+    EXPECT_EQ(CountOf(*second->Components()), 2u);  // and gets the second's back
+    EXPECT_TRUE(works(*first) && works(*second));
+    first.reset();
+    EXPECT_TRUE(works(*second));
+    second.reset();
+    EXPECT_EQ(velhost::ModuleFile::Open(kModuleFile).wasLoaded, false);
 }
 
 TEST(HostModule, WithoutACollectionTheModuleLoadsCollectionsEx) {
