@@ -42,7 +42,10 @@ struct Cast {
 
 class ArithmeticReference : public test::ComponentTest<IVELMaths> {};
 
-const std::vector<uint32_t> kDepths = {1, 4, 8, 16, 24, 32};
+uint32_t AnyDepth(Random& random) {
+    if (random.Chance(3)) return random.Pick({0u, 2u, 12u, 20u, 25u, 31u, 40u, 48u, 64u});
+    return random.Pick({1u, 4u, 8u, 16u, 24u, 32u});
+}
 
 uint32_t AnyFormat(Random& random) { return random.Pick({ref::kMono, ref::kBgr, ref::kAbgr, ref::kArgb, uint32_t{0}}); }
 
@@ -54,7 +57,7 @@ uint32_t AnyWidth(Random& random) {
 }
 
 ref::Image AnyImage(Random& random) {
-    return test::RandomImage(random, AnyWidth(random), test::RandomSize(random, 9), AnyPlanes(random), random.Pick(kDepths),
+    return test::RandomImage(random, AnyWidth(random), test::RandomSize(random, 9), AnyPlanes(random), AnyDepth(random),
                              AnyFormat(random));
 }
 
@@ -66,14 +69,14 @@ ref::Image Companion(Random& random, const ref::Image& model, int percentOther) 
     };
     const uint32_t width = size(model.width), height = size(model.height);
     const uint32_t planes = random.Chance(percentOther) ? AnyPlanes(random) : model.planes;
-    const uint32_t depth = random.Chance(percentOther) ? random.Pick(kDepths) : model.bitsPerPixel;
+    const uint32_t depth = random.Chance(percentOther) ? AnyDepth(random) : model.bitsPerPixel;
     const uint32_t format = random.Chance(percentOther) ? AnyFormat(random) : model.format;
     return test::RandomImage(random, width, height, planes, depth, format);
 }
 
 // One byte a pixel, mostly; about half of the pixels are selected.
 ref::Image RandomMask(Random& random, uint32_t width, uint32_t height) {
-    const uint32_t depth = random.Chance(80) ? 8 : random.Pick(kDepths);
+    const uint32_t depth = random.Chance(80) ? 8 : AnyDepth(random);
     const int more = random.Chance(80) ? 0 : random.Int(-5, 5);
     ref::Image mask = test::RandomImage(random, static_cast<uint32_t>(std::max(0, static_cast<int>(width) + more)),
                                         static_cast<uint32_t>(std::max(0, static_cast<int>(height) + more)),
@@ -219,7 +222,7 @@ TEST_F(ArithmeticReference, Scale) {
             const bool other = random.Chance(30);
             return test::RandomImage(random, model && !other ? model->width : AnyWidth(random),
                                      model && !other ? model->height : test::RandomSize(random, 9), AnyPlanes(random),
-                                     random.Chance(90) ? random.Pick({8u, 24u, 32u, 32u}) : random.Pick(kDepths),
+                                     random.Chance(90) ? random.Pick({8u, 24u, 32u, 32u}) : AnyDepth(random),
                                      random.Chance(40) ? ref::kMono : AnyFormat(random));
         };
         const int from = cast.Add(make(false), random);
@@ -255,7 +258,7 @@ TEST_F(ArithmeticReference, Scale8) {
     test::RandomCases(1500, [&](Random& random) {
         Cast cast;
         ref::Image source = test::RandomImage(random, AnyWidth(random), test::RandomSize(random, 9), AnyPlanes(random),
-                                              random.Chance(70) ? 32 : random.Pick(kDepths),
+                                              random.Chance(70) ? 32 : AnyDepth(random),
                                               random.Chance(90) ? ref::kMono : AnyFormat(random));
         if (random.Chance(50)) {
             for (uint32_t y = 0; y < source.height; ++y) {
