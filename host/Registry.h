@@ -124,6 +124,8 @@ struct Operation {
     std::vector<std::string> mainValues;
     // Arguments that make a presentable picture, where a required parameter has no default.
     std::map<std::string, std::string> example;
+    // Files that the example is run with, as a command line names them.
+    std::string exampleFiles = "-i photo.png -o result.png";
 
     HRESULT (*run)(Call& call) = nullptr;
     Window (*window)(const Call& call) = nullptr;    // null: see rules.window

@@ -192,7 +192,8 @@ Operation KernelOfIntegers() {
     op.parameters = {KernelParameter("coefficients from -32768 to 32767, as for filter"), Divisor(), Offset()};
     op.parameters[0].minimum = INT16_MIN;
     op.parameters[0].maximum = INT16_MAX;
-    op.example = {{"kernel", "0 0 0 / 0 0 0 / 0 0 1"}, {"divisor", "16"}};
+    op.example = {{"kernel", "0 0 0 / 0 0 0 / 0 0 1"}, {"divisor", "5"}};
+    op.exampleFiles = "--convert widen -i measure.png -o result.tif";
     op.run = [](Call& call) {
         const Kernel& kernel = call.As<Kernel>("kernel");
         std::vector<short> coefficients(kernel.coefficients.begin(), kernel.coefficients.end());

@@ -439,7 +439,8 @@ Operation Scale8() {
                      Real("factor", "what each value is multiplied by", -1e9, 1e9, 1.0)};
     op.mainParameter = "factor";
     op.mainValues = {"0.001", "0.01", "0.1"};
-    op.example = {{"factor", "0.00390625"}};
+    op.example = {{"factor", "0.2"}};
+    op.exampleFiles = "--convert widen -i measure.png -o result.png";
     op.run = [](Call& call) {
         SmartPtr<Image> made = Image::New();
         call.result = made.Get();

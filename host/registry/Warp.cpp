@@ -98,6 +98,7 @@ Operation Transform() {
                 Point{0, 0}),
         OfSize("size", "the new size; 0 takes the image's", 0, 65535, Size{0, 0}),
     };
+    op.example = {{"map", "affine:0.9,-0.2,60,0.2,0.9,-30"}};
     op.palette = PaletteUse::Keeps;
     op.run = [](Call& call) {
         const Point& offset = call.As<Point>("offset");
@@ -143,6 +144,7 @@ Operation TransformPaste() {
         Switch("mark-voids", "draw each pixel once and fill the holes from their neighbours (24 and 32 bits)"),
     };
     op.palette = PaletteUse::Keeps;
+    op.example = {{"map", "affine:0.9,0.2,-40,-0.2,0.9,60"}};
     op.run = [](Call& call) {
         const Point& offset = call.As<Point>("offset");
         call.result = call.Image("onto");

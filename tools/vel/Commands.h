@@ -18,6 +18,7 @@ int CompareCommand(const Words& words);
 int CompletionCommand(const Words& words);
 int ManCommand(const Words& words);
 int GalleryCommand(const Words& words);
+int ManualCommand(const Words& words);
 
 // What completion scripts ask; not a command for people.
 int CompleteCommand(const Words& words);

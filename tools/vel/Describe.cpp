@@ -94,7 +94,7 @@ std::string ExampleLine(const Operation& operation) {
         if (image.required && !first) line += " --" + image.name + " other.png";
         first = false;
     }
-    return line + " -i photo.png -o result.png";
+    return line + " " + operation.exampleFiles;
 }
 
 std::vector<std::pair<std::string, std::string>> RuleLines(const Operation& operation) {

@@ -20,14 +20,7 @@ constexpr uint32_t kLongestSide = 480;  // of the pictures on the page, pixels
 constexpr uint32_t kStripSide = 200;
 constexpr uint32_t kCornerSide = 20;
 
-// Arguments for parameters that have neither a default nor an example of their own.
-std::string FallbackText(const Parameter& parameter) {
-    return parameter.type == velhost::ValueType::Mapping ? "affine:0.9,-0.2,60,0.2,0.9,-30" : "";
-}
-
-using Texts = std::map<std::string, std::string>;
-
-Arguments Parsed(const Operation& operation, const Texts& texts) {
+Arguments Parsed(const Operation& operation, const std::map<std::string, std::string>& texts) {
     Arguments arguments;
     for (const auto& [name, text] : texts) {
         const Parameter* parameter = operation.FindParameter(name);
@@ -50,38 +43,6 @@ SmartPtr<Image> OvalMask(const Image& model) {
         }
     }
     return mask;
-}
-
-// What the operation is shown with, in text form.
-Texts ExampleTexts(const Operation& operation) {
-    Texts texts = operation.example;
-    for (const Parameter& parameter : operation.parameters) {
-        if (!parameter.Required() || texts.contains(parameter.name)) continue;
-        if (parameter.name == operation.mainParameter && !operation.mainValues.empty()) {
-            texts[parameter.name] = operation.mainValues[operation.mainValues.size() / 2];
-        } else if (const std::string text = FallbackText(parameter); !text.empty()) {
-            texts[parameter.name] = text;
-        }
-    }
-    return texts;
-}
-
-std::string CommandLine(const Operation& operation, const Texts& texts) {
-    const auto quoted = [](const std::string& text) {
-        return text.find_first_of(" ;#'\"*/&") == std::string::npos ? text : "'" + text + "'";
-    };
-    std::string line = "vel " + operation.name;
-    for (const Parameter& parameter : operation.parameters) {
-        const auto found = texts.find(parameter.name);
-        if (found != texts.end()) line += " --" + parameter.name + " " + quoted(found->second);
-    }
-    bool first = true;
-    for (const ImageArgument& argument : operation.images) {
-        if (!argument.required) continue;
-        if (!first) line += " --" + argument.name + " second.png";
-        first = false;
-    }
-    return line + " -i photo.png -o result.png";
 }
 
 std::string DepthLabel(const std::string& depth) {
@@ -216,9 +177,7 @@ void GalleryMaker::AddCorners(Sheet* sheet, const ImagePointer& result) {
 Sheet GalleryMaker::Make(const Operation& operation) {
     Sheet sheet;
     sheet.operation = &operation;
-    const Texts texts = ExampleTexts(operation);
-    const Arguments arguments = Parsed(operation, texts);
-    sheet.command = CommandLine(operation, texts);
+    const Arguments arguments = Parsed(operation, operation.example);
     std::string note;
     for (const std::string& depth : GalleryDepths()) {
         const ImagePointer made = Run(operation, arguments, depth, &note);

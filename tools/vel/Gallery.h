@@ -24,7 +24,6 @@ struct Shot {
 struct Sheet {
     const velhost::Operation* operation = nullptr;
     Shot before, after;
-    std::string command;        // the command line that makes `after`
     std::string hash;           // of the result's shape and pixels
     std::vector<Shot> strip;    // along the main parameter
     std::vector<Shot> depths;   // the same arguments at each depth

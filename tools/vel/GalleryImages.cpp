@@ -133,6 +133,36 @@ ImagePointer Viewable(const ImagePointer& picture) {
     return made;
 }
 
+ImagePointer FlattenedOnGrey(const ImagePointer& picture, uint32_t longest) {
+    const ImagePointer from = Viewable(picture);
+    if (from->BitsPerPixel() == 24) return Reduced(from, longest);
+    ImagePointer made = MakeLike(*from.Get(), 24, FORMAT_BGR);
+    for (uint32_t y = 0; y < from->Height(); ++y) {
+        for (uint32_t x = 0; x < from->Width(); ++x) {
+            const uint8_t* pixel = from->Row(y) + size_t{x} * 4;
+            const uint32_t ground = (x / 8 + y / 8) % 2 ? 200 : 244;
+            for (uint32_t c = 0; c < 3; ++c) {
+                made->Row(y)[size_t{x} * 3 + c] =
+                    static_cast<uint8_t>((pixel[c] * pixel[3] + ground * (255u - pixel[3]) + 127) / 255);
+            }
+        }
+    }
+    return Reduced(made, longest);
+}
+
+ImagePointer Beside(const ImagePointer& left, const ImagePointer& right, uint32_t gap) {
+    ImagePointer made = Image::Make(Shape{left->Width() + gap + right->Width(),
+                                          std::max(left->Height(), right->Height()), 24, FORMAT_BGR});
+    if (!made.Get()) throw Failure(kOperation, "gallery: no memory for a picture");
+    made->FillColor(0x00FFFFFF);
+    for (const auto& [part, at] : {std::pair{left, 0u}, std::pair{right, left->Width() + gap}}) {
+        for (uint32_t y = 0; y < part->Height(); ++y) {
+            std::memcpy(made->Row(y) + size_t{at} * 3, part->Row(y), size_t{part->Width()} * 3);
+        }
+    }
+    return made;
+}
+
 std::string PictureHash(const Image& picture) {
     uint64_t hash = 0xCBF29CE484222325u;
     const auto add = [&](const void* bytes, size_t count) {

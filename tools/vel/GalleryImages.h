@@ -24,6 +24,12 @@ SmartPtr<velhost::Image> Cropped(const SmartPtr<velhost::Image>& picture, uint32
 // What a browser can show: 24 or 32 bits; integers from their least to their greatest value.
 SmartPtr<velhost::Image> Viewable(const SmartPtr<velhost::Image>& picture);
 
+// A 24-bit copy with alpha laid over a checkerboard, reduced to `longest`.
+SmartPtr<velhost::Image> FlattenedOnGrey(const SmartPtr<velhost::Image>& picture, uint32_t longest);
+
+// Two 24-bit pictures side by side on white, `gap` pixels apart.
+SmartPtr<velhost::Image> Beside(const SmartPtr<velhost::Image>& left, const SmartPtr<velhost::Image>& right, uint32_t gap);
+
 // FNV-1a, 64 bits, of size, depth, format code and pixels, in hexadecimal.
 std::string PictureHash(const velhost::Image& picture);
 

@@ -1,4 +1,5 @@
 // The gallery's page: one document with its own style and script, no outside reference.
+#include "Describe.h"
 #include "Gallery.h"
 #include "GalleryAssets.h"
 
@@ -19,12 +20,6 @@ std::string Escaped(const std::string& text) {
         }
     }
     return out;
-}
-
-std::string Joined(const std::vector<int>& depths) {
-    std::string text;
-    for (const int depth : depths) text += (text.empty() ? "" : ", ") + std::to_string(depth);
-    return text;
 }
 
 std::string Picture(const Shot& shot, const std::string& kind) {
@@ -61,25 +56,10 @@ std::string Comparison(const Sheet& sheet) {
 }
 
 std::string Rules(const Operation& operation) {
-    const velhost::RuleCard& card = operation.rules;
     std::string text = "<details><summary>Rules</summary>\n<dl>\n";
-    const auto line = [&](const std::string& name, const std::string& value) {
-        if (!value.empty()) text += "<dt>" + name + "</dt><dd>" + Escaped(value) + "</dd>\n";
-    };
-    line("computes", Joined(card.acts));
-    line("leaves alone", Joined(card.leavesAlone));
-    line("refuses", Joined(card.refuses));
-    line("depths", card.depths);
-    line("result", velhost::ResultKindName(operation.result));
-    line("outside", card.border);
-    line("rounding", card.rounding);
-    line("saturation", card.saturation);
-    line("alpha", card.alpha);
-    line("random", card.random);
-    line("window", card.window);
-    line("in parts", card.tiling);
-    for (const auto& [code, meaning] : card.results) line(Escaped(code), meaning);
-    line("component", operation.component + "::" + operation.method);
+    for (const auto& [name, value] : RuleLines(operation)) {
+        text += "<dt>" + Escaped(name) + "</dt><dd>" + Escaped(value) + "</dd>\n";
+    }
     return text + "</dl>\n</details>\n";
 }
 
@@ -88,7 +68,7 @@ std::string Section(const Sheet& sheet) {
     const std::string name = Escaped(operation.name);
     return "<section id=\"" + name + "\" aria-labelledby=\"h-" + name + "\">\n<h2 id=\"h-" + name + "\">" + name +
            "</h2>\n<p class=\"summary\">" + Escaped(operation.summary) + ". " + Escaped(operation.details) + "</p>\n" +
-           Comparison(sheet) + "<pre tabindex=\"0\"><code>" + Escaped(sheet.command) + "</code></pre>\n" +
+           Comparison(sheet) + "<pre tabindex=\"0\"><code>" + Escaped(ExampleLine(operation)) + "</code></pre>\n" +
            (sheet.hash.empty() ? "" : "<p class=\"hash\">result <code>" + sheet.hash + "</code></p>\n") +
            Row("Along --" + Escaped(operation.mainParameter), sheet.strip, "small") +
            Row("Each depth", sheet.depths, "small") + Row("Corners", sheet.corners, "pixels") + Rules(operation) +
