@@ -39,6 +39,22 @@ VEL_CHECK(Move, Transpose) {
     kernel(dst, dstStep, src, srcStep, rows, columns, pixelBytes);
 }
 
+VEL_CHECK(Move, PickRow) {
+    const int pixelBytes = run.random.Pick({1, 2, 3, 4});
+    const size_t room = run.count * 4 + 8 + static_cast<size_t>(pixelBytes);
+    const uint8_t* src = run.In(room);
+    uint32_t* offsets = run.In<uint32_t>(run.count);
+    const int step = run.random.Pick({1, 2, 3, 4});
+    uint32_t offset = static_cast<uint32_t>(run.random.Int(0, 8));
+    for (size_t i = 0; i < run.count; ++i) {
+        offsets[i] = offset;
+        offset += static_cast<uint32_t>(run.random.Int(0, step));
+    }
+    uint8_t* dst = run.Out(run.count * static_cast<size_t>(pixelBytes));
+    run.Filled();
+    kernel(dst, src, src + room, offsets, run.count, pixelBytes);
+}
+
 VEL_CHECK(Move, GreyTo24) {
     uint8_t* dst = run.Out(run.count * 3);
     kernel(dst, run.In(run.count), run.count);

@@ -62,18 +62,40 @@ bool SampleInto(const ImageView& from, const ImageView& to, float xScale, float 
     return true;
 }
 
-// Copies whole pixels. Rounding of the scales can lead one past the last row or column.
-void Replicate(const ImageView& from, const ImageView& to, float xScale, float yScale) {
+// Copies whole pixels, those of each source row once. Rounding of the scales can lead one past the last row or column.
+// False when there was no memory.
+bool Replicate(const ImageView& from, const ImageView& to, float xScale, float yScale) {
     const PixelBlock block(from);
-    const int64_t pixelBytes = from.PixelBytes();
-    for (uint32_t j = 0; j < to.height; ++j) {
-        const int64_t row = block.Row(TruncateToInt(std::floor(static_cast<float>(j) * yScale)));
-        uint8_t* out = to.Row(j);
-        for (uint32_t i = 0; i < to.width; ++i, out += pixelBytes) {
-            const int64_t column = TruncateToInt(std::floor(static_cast<float>(i) * xScale));
-            block.Read(row + column * pixelBytes, out, pixelBytes);
-        }
+    const uint32_t pixelBytes = from.PixelBytes();
+    const ScratchBuffer memory(uint64_t{to.width} * sizeof(uint32_t));
+    const auto offsets = memory.As<uint32_t>();
+    if (!offsets) return false;
+    const auto source = [](uint32_t index, float scale) {
+        return TruncateToInt(std::floor(static_cast<float>(index) * scale));
+    };
+    bool inside = !from.Empty() && from.RowBytes() <= UINT32_MAX;
+    for (uint32_t i = 0; inside && i < to.width; ++i) {
+        const int32_t column = source(i, xScale);
+        inside = column >= 0 && static_cast<uint32_t>(column) < from.width;
+        offsets[i] = static_cast<uint32_t>(column) * pixelBytes;
     }
+    const MoveKernels& kernels = Kernels().Move();
+    int32_t previous = -1;
+    for (uint32_t j = 0; j < to.height; ++j) {
+        const int32_t row = source(j, yScale);
+        if (row == previous) {
+            std::memcpy(to.Row(j), to.Row(int64_t{j} - 1), to.RowBytes());
+        } else if (inside && row >= 0 && static_cast<uint32_t>(row) < from.height) {
+            kernels.PickRow(to.Row(j), from.Row(row), from.BlockEnd(), offsets, to.width, static_cast<int>(pixelBytes));
+        } else {
+            for (uint32_t i = 0; i < to.width; ++i) {
+                const int64_t column = source(i, xScale);
+                block.Read(block.Row(row) + column * pixelBytes, to.Row(j) + int64_t{i} * pixelBytes, pixelBytes);
+            }
+        }
+        previous = row;
+    }
+    return true;
 }
 
 // Takes the source pixel at (i + dx, (i - pivot) * yFactor + j), both truncated. False when there was no memory.
@@ -159,9 +181,7 @@ HRESULT CVELImageTransform::Resample(IVEL* source, IVEL** destination, int newWi
     const float yScale = static_cast<float>(from.height) / static_cast<float>(newHeight);
     const bool shrinking = mode == 0 && (xScale > 1.0f || yScale > 1.0f);
     const bool copied = from.bitsPerPixel == 8 || from.bitsPerPixel == 16 || from.Coloured();
-    if (!shrinking && copied) {
-        Replicate(from, to, xScale, yScale);
-        return S_OK;
-    }
-    return SampleInto(from, to, xScale, yScale, method, shrinking) ? S_OK : E_FAIL;
+    const bool done = !shrinking && copied ? Replicate(from, to, xScale, yScale)
+                                           : SampleInto(from, to, xScale, yScale, method, shrinking);
+    return done ? S_OK : E_FAIL;
 }

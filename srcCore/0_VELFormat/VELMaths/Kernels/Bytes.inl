@@ -79,6 +79,26 @@ static inline void MapBytes(uint8_t* dst, const uint8_t* first, const uint8_t* s
 #endif
 
 #if VEL_AVX512
+// Byte places for a permute, made at compile time.
+struct alignas(64) BytePlaces {
+    uint8_t at[64];
+    __m512i Load() const { return _mm512_load_si512(at); }
+};
+
+// 16 pixels of 3 bytes to words whose fourth byte is 0, and back; as loaded and stored with k48Bytes.
+static constexpr BytePlaces SpreadPlaces() {
+    BytePlaces places{};
+    for (int i = 0; i < 64; ++i) places.at[i] = static_cast<uint8_t>(i % 4 == 3 ? 63 : i / 4 * 3 + i % 4);
+    return places;
+}
+static constexpr BytePlaces PackPlaces() {
+    BytePlaces places{};
+    for (int i = 0; i < 48; ++i) places.at[i] = static_cast<uint8_t>(i / 3 * 4 + i % 3);
+    return places;
+}
+static constexpr BytePlaces kSpreadPlaces = SpreadPlaces(), kPackPlaces = PackPlaces();
+static constexpr __mmask64 k48Bytes = 0x0000FFFFFFFFFFFFull;
+
 // A 256-entry byte table in four registers.
 struct ByteTable {
     __m512i part[4];

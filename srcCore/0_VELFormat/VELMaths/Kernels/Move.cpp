@@ -2,6 +2,7 @@
 
 namespace vel {
 namespace {
+#include "Bytes.inl"
 #include "Move.inl"
 }
 VEL_KERNEL_TABLE(Move, VEL_MOVE_KERNELS)

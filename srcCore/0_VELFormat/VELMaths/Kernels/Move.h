@@ -14,6 +14,10 @@ namespace vel {
     /* dst row r, pixel c = src row c, pixel r, for dst of `rows` by `columns`; pixelBytes at least 1. */          \
     X(void, Transpose, (uint8_t * dst, ptrdiff_t dstStride, const uint8_t* src, ptrdiff_t srcStride, size_t rows,  \
                         size_t columns, int pixelBytes))                                                           \
+    /* dst pixel i = the pixelBytes (1 to 4) bytes at src + offsets[i]; offsets do not decrease. No byte at or beyond   \
+       `end` is read. */                                                                                           \
+    X(void, PickRow, (uint8_t * dst, const uint8_t* src, const uint8_t* end, const uint32_t* offsets,              \
+                      size_t pixels, int pixelBytes))                                                              \
     /* One grey byte becomes (v, v, v). */                                                                         \
     X(void, GreyTo24, (uint8_t * dst, const uint8_t* src, size_t pixels))                                          \
     /* One grey byte becomes (v, v, v, 255). */                                                                    \

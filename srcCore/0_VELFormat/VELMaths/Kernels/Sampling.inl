@@ -171,13 +171,10 @@ static void Accumulate12(uint32_t* colours, const SampledPixels* pixels, const T
 static void StoreRow24(uint8_t* dst, const uint32_t* colours, size_t count) {
     size_t k = 0;
 #if VEL_AVX512
-    const __m512i places = _mm512_set_epi8(0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0,                  //
-                                           62, 61, 60, 58, 57, 56, 54, 53, 52, 50, 49, 48, 46, 45, 44, 42,  //
-                                           41, 40, 38, 37, 36, 34, 33, 32, 30, 29, 28, 26, 25, 24, 22, 21,  //
-                                           20, 18, 17, 16, 14, 13, 12, 10, 9, 8, 6, 5, 4, 2, 1, 0);
+    const __m512i places = kPackPlaces.Load();
     for (; k + 16 <= count; k += 16) {
         const __m512i packed = _mm512_permutexvar_epi8(places, _mm512_loadu_si512(colours + k));
-        _mm512_mask_storeu_epi8(dst + 3 * k, 0x0000FFFFFFFFFFFFull, packed);
+        _mm512_mask_storeu_epi8(dst + 3 * k, k48Bytes, packed);
     }
 #endif
     for (; k < count; ++k) {

@@ -10,10 +10,6 @@ static inline __m512i LoadQuarters(const uint8_t* bits, const int64_t* offsets) 
 
 // Byte places for two-register permutes. Pairs: of the four pixels in each quarter of two registers (8 positions), the
 // columns 2 * half and 2 * half + 1, a 4-byte word a position, the 8 positions of the first column first.
-struct alignas(64) BytePlaces {
-    uint8_t at[64];
-    __m512i Load() const { return _mm512_load_si512(at); }
-};
 static constexpr BytePlaces PairPlaces(int pixelBytes, int half) {
     BytePlaces places{};
     for (int i = 0; i < 64; ++i) {
