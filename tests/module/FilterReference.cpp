@@ -83,7 +83,7 @@ std::vector<int> RandomKernel(Random& random, int size) {
     const size_t n = static_cast<size_t>(std::max(size, 0));
     std::vector<int> kernel(n * n, 0);
     std::vector<int> column(n), row(n);
-    switch (random.Int(0, 7)) {
+    switch (random.Int(0, 8)) {
         case 0:  // small coefficients
             for (int& k : kernel) k = random.Int(-9, 30);
             break;
@@ -106,6 +106,15 @@ std::vector<int> RandomKernel(Random& random, int size) {
             for (int& k : row) k = random.Int(-6, 6);
             for (size_t i = 0; i < n * n; ++i) {
                 kernel[i] = static_cast<int>(static_cast<uint32_t>(column[i / n]) * static_cast<uint32_t>(row[i % n]));
+            }
+            break;
+        case 8:  // the limits of bytes and 16-bit words
+            for (int& k : kernel) {
+                k = random.Chance(70) ? random.Int(-128, 127)
+                                      : random.Pick({127, 128, -127, -128, -129, 255, 256, -255, -256, 257, 32767, 32768, -32768, -32769, 65535});
+            }
+            if (random.Chance(50)) {
+                for (int& k : kernel) k = random.Pick({127, 127, -128, 0});
             }
             break;
         case 7:  // even coefficients with a common factor, nearly a product
