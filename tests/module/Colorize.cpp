@@ -142,7 +142,7 @@ TEST_F(Colorize, WhatTheHostThrowsPassesThrough) {
     }
 }
 
-// Every lightness, every saturation and every hue: 16.7 million conversions, a strip of hues at a time.
+// Every lightness at a sample of hues and saturations.
 TEST_F(Colorize, EveryConversionOfASampleOfHuesAndSaturations) {
     for (int hue = 0; hue < 256; hue += 5) {
         for (int saturation = 0; saturation < 256; saturation += 15) {

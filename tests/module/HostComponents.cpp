@@ -282,6 +282,7 @@ TEST_F(HostComponents, AModuleNameThatFillsThePathBufferIsLoadedAndALongerOneRef
     const std::string fits(256 - 10 - 3 - 1, 'n'), tooLong(fits + 'n');
     Install("FakeModule", fits);
     Install("FakeModule", tooLong);
+    fs::create_symlink(fs::path(VEL_TEST_FAKES) / "FakeModule.so", folder / "_binMAC" / (tooLong + ".s"));  // cut off
     EXPECT_EQ(Factory(std::wstring(fits.begin(), fits.end()), L"ComponentString"), &StringFactory);
     EXPECT_EQ(Factory(std::wstring(tooLong.begin(), tooLong.end()), L"ComponentString"), nullptr);
     for (const size_t length : {size_t{255}, size_t{256}, size_t{257}, size_t{1000}, size_t{100000}}) {

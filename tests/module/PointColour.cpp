@@ -199,6 +199,23 @@ TEST_F(PointColour, GrayScaleAt8BitsReadsTwoBytesOfTheRowsPadding) {
         image));
 }
 
+TEST_F(PointColour, GrayScaleAt8BitsOfTightNarrowRowsReadsTheNextRowsInMemory) {
+    test::Random random(12);
+    for (uint32_t width = 1; width <= 6; ++width) {
+        for (uint32_t height = 1; height <= 4; ++height) {
+            for (const int32_t sign : {1, -1}) {
+                ref::Image before(width, height, 1, 8, ref::kMono, sign * static_cast<int32_t>(width));
+                for (uint8_t& byte : before.store[0]) byte = random.Byte();
+                SCOPED_TRACE(test::Describe(before));
+                const auto image = TestImage::New(before);
+                ref::Image expected = before;
+                EXPECT_EQ(colour->GrayScale(image.Get()), ref::GrayScale(expected));
+                EXPECT_TRUE(SamePixels(expected, image));
+            }
+        }
+    }
+}
+
 TEST_F(PointColour, GrayScaleMakesAnImageOfTheSameFormatThroughTheCollection) {
     test::Random random(11);
     const auto image = TestImage::New(test::RandomImage(random, 7, 3, 2, 32, ref::kArgb));
@@ -343,6 +360,27 @@ TEST_F(PointColour, WhatTheHostThrowsPassesThroughAndNothingLeaks) {
     collection->bomb.Arm(Call::CreateObject);
     EXPECT_THROW(colour->GrayScale(image.Get()), test::HostError);
     EXPECT_EQ(collection->Count(), 2u);  // ours and the module's own
+}
+
+TEST_F(PointColour, RowsThatShareTheirBytesAreWalkedOneAfterTheOther) {
+    unsigned char table[256];
+    for (int i = 0; i < 256; ++i) table[i] = static_cast<unsigned char>(i * 5 + 1);
+    test::Random random(13);
+    for (const uint32_t depth : {8u, 24u, 32u}) {
+        for (const int32_t stride : {1, -1, 2, -3, 40, -40}) {
+            ref::Image before(30, 5, 1, depth, ref::kMono, stride);
+            for (uint8_t& byte : before.store[0]) byte = random.Byte();
+            SCOPED_TRACE(test::Describe(before));
+            const auto image = TestImage::New(before);
+            ref::Image expected = before;
+            EXPECT_EQ(colour->Negative(image.Get()), ref::Negative(expected));
+            EXPECT_TRUE(SameBytes(expected, image));
+            EXPECT_EQ(colour->Lut(image.Get(), table), ref::Lut(expected, table));
+            EXPECT_TRUE(SameBytes(expected, image));
+            EXPECT_EQ(colour->ShiftRGB(image.Get(), 9, -7, 80), ref::ShiftRGB(expected, 9, -7, 80));
+            EXPECT_TRUE(SameBytes(expected, image));
+        }
+    }
 }
 
 TEST_F(PointColour, OddDepthsDoNotCrash) {

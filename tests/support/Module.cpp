@@ -10,7 +10,7 @@ namespace test {
 
 std::string Module::File() {
     const char* file = std::getenv("VELMATHS_MODULE");
-    return file ? file : "./_binMAC/VELMaths.so";
+    return file ? file : VEL_TEST_MODULE;
 }
 
 Module::Module() : Module(File()) {}

@@ -16,7 +16,7 @@ namespace test {
 // One loading of a module file. Unloaded at the end, so that the next loading starts afresh.
 class Module {
 public:
-    // The file that the environment variable VELMATHS_MODULE names.
+    // The file that the environment variable VELMATHS_MODULE names, else the module of this build.
     Module();
     explicit Module(const std::string& file);
     ~Module();
