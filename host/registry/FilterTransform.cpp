@@ -246,7 +246,8 @@ Operation Median() {
     Operation op = Morphology(
         "median", "Median", "Replace each pixel by the one of middle brightness around it",
         "Whole pixels are ranked by (117 blue + 601 green + 306 red) >> 10; with an even count it is the upper "
-        "of the two in the middle. Pixels of equal rank keep no particular order.",
+        "of the two in the middle. Pixels of equal rank stand in the order of the window's columns, from the left, each "
+        "from the top, so the pick is always the same.",
         WithInt<&IVELFilterTransform::Median, kSize>);
     op.rules.alpha = "moves with the pixel that is chosen; 1 where that lies outside the image";
     op.rules.results = {{"S_OK", "done; the new image is delivered"},

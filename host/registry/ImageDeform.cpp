@@ -1,5 +1,6 @@
 // The circular deformation.
 #include "Entries.h"
+#include "../Image.h"
 #include "../Module.h"
 
 namespace velhost::entries {
@@ -43,7 +44,12 @@ void AddImageDeform(std::vector<Operation>& list) {
     op.mainValues = {"fish-eye", "bulge", "swirl", "unwrap", "wave"};
     op.run = [](Call& call) {
         call.result = call.Image("input");
-        return call.Components().Deform()->CircleTransform(call.Image("input"), call.Int("mode"), call.Flag("opaque"));
+        const HRESULT code =
+            call.Components().Deform()->CircleTransform(call.Image("input"), call.Int("mode"), call.Flag("opaque"));
+        // The module keeps the source's format code, which would say integers or no alpha of the 32-bit result.
+        auto* image = dynamic_cast<Image*>(call.result.Get());
+        if (call.Flag("opaque") && image && !Failed(code)) image->SetFormat(FORMAT_ARGB);
+        return code;
     };
     op.verdict = [](const Call& call) {
         if (InfoOf(call.Image("input")).bitsPerPixel != 16) return Verdict{};

@@ -45,6 +45,15 @@ class Chains(VelTest):
         self.assertEqual(a, read_png(self.path("c.png")))
         self.assertEqual(a.rows[3][4][0], photo_like(20, 9).rows[3][4][0] + 9)
 
+    def test_an_opaque_circle_keeps_its_alpha_in_the_file(self):
+        """Also of grey pictures, whose format code would make the 32-bit result one of integers."""
+        for kind in ("rgb", "grey"):
+            write_png(self.path("in.png"), photo_like(24, 32, kind))
+            self.vel("circle-transform", "--mode", "swirl", "--opaque", "-i", "in.png", "-o", "out.png", "--overwrite")
+            result = read_png(self.path("out.png"))
+            self.assertEqual(result.kind, "rgba", kind)
+            self.assertEqual((result.rows[16][12][3], result.rows[0][0][3]), (255, 1), kind)
+
     def test_options_of_the_run_may_stand_in_any_step(self):
         write_png(self.path("in.png"), photo_like(8, 8))
         self.vel("negative", "-i", "in.png", "+", "negative", "-o", "out.png")
