@@ -34,6 +34,9 @@ std::vector<std::filesystem::path> Module::SearchPaths() {
     if (!own.empty()) {
         paths.push_back((own / ".." / "_binMAC" / kModuleFile).lexically_normal());
         paths.push_back(own / "_binMAC" / kModuleFile);
+        // An installed program and an installed library, wherever the prefix was moved to.
+        paths.push_back((own / ".." / VEL_INSTALL_LIBDIR / "velmaths/_binMAC" / kModuleFile).lexically_normal());
+        paths.push_back(own / "velmaths/_binMAC" / kModuleFile);
     }
 #ifdef VEL_INSTALLED_MODULE_DIR
     paths.push_back(std::filesystem::path(VEL_INSTALLED_MODULE_DIR) / kModuleFile);

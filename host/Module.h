@@ -75,7 +75,7 @@ public:
     Module& operator=(const Module&) = delete;
 
     // Where VELMaths.so is looked for: ../_binMAC and _binMAC beside the program (or the shared library that holds this
-    // code), the folder of the installation, ./_binMAC.
+    // code), the folders of an installation beside it, the one that was configured, ./_binMAC.
     static std::vector<std::filesystem::path> SearchPaths();
 
     IVELColorTransform* Color() const { return m_color.Get(); }

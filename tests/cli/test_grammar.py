@@ -1,8 +1,12 @@
 """The command line's grammar, its messages, help and listings."""
 import json
+import os
+import pty
+import shlex
+import subprocess
 import unittest
 
-from support import OK, USAGE, VelTest, photo_like, write_png
+from support import INPUT, OK, OUTPUT, USAGE, VEL, VelTest, photo_like, write_png
 
 
 class Messages(VelTest):
@@ -84,6 +88,9 @@ class Listings(VelTest):
         self.assertEqual(general, self.vel("--help")[0])
         for word in ("run", "ops", "info", "version", "--overwrite", "--seed"):
             self.assertIn(word, general)
+        for command in ("run", "compare", "info", "recipe", "completion", "man", "version", "ops", "help"):
+            self.assertIn("vel " + command, self.vel("help", command)[0])
+        self.assertIn("--tolerance", self.vel("help", "compare")[0])
         codes, _ = self.vel("help", "exit-codes")
         for code in (0, 1, 2, 3, 4, 5, 6, 7, 130):
             self.assertIn("  %d " % code, codes)
@@ -94,42 +101,44 @@ class Listings(VelTest):
 
     def test_examples_of_the_help_are_understood(self):
         """The grammar takes every example line: it fails at most because the picture is not there."""
-        import shlex
         write_png(self.path("other.png"), photo_like(8, 8))
         for operation in json.loads(self.vel("ops", "--json")[0])["operations"]:
             if any(parameter["type"] == "mapping" for parameter in operation["parameters"]):
                 continue
             text, _ = self.vel("help", operation["name"])
             words = shlex.split(text[text.index("Example"):])[2:]
-            _, err = self.vel(*words, code=3)
-            self.assertIn("photo.png", err)
+            _, err = self.vel(*words, code=INPUT)
+            self.assertIn(words[words.index("-i") + 1] + ": cannot be opened", err)
+
+    def on_terminal(self, words, environment, code=OK):
+        """What a command writes when its output is a terminal."""
+        master, slave = pty.openpty()
+        clean = {key: value for key, value in os.environ.items() if key != "NO_COLOR"}
+        process = subprocess.Popen([VEL, *words], stdout=slave, stderr=slave, env={**clean, **environment}, cwd=self.folder)
+        os.close(slave)
+        data = b""
+        try:
+            while part := os.read(master, 4096):
+                data += part
+        except OSError:
+            pass
+        os.close(master)
+        self.assertEqual(process.wait(), code, data)
+        return data.decode()
 
     def test_colours_only_on_a_terminal(self):
-        import os
-        import pty
-        import subprocess
-        from support import VEL
-        self.assertNotIn("\033", self.vel("help", "rotate", env={"TERM": "xterm"})[0])
+        colour = {"TERM": "xterm", "NO_COLOR": ""}
+        self.assertIn("\033[", self.on_terminal(["help", "rotate"], colour))
+        self.assertIn("\033[31mvel:", self.on_terminal(["rotat"], colour, USAGE))
+        for words, code in ((["help", "rotate"], OK), (["rotat"], USAGE)):
+            self.assertNotIn("\033", self.on_terminal(words, {**colour, "NO_COLOR": "1"}, code))
+            self.assertNotIn("\033", self.on_terminal(words, {"TERM": "dumb"}, code))
+        self.assertNotIn("\033", self.vel("help", "rotate", env=colour)[0])
 
-        def on_terminal(environment):
-            master, slave = pty.openpty()
-            process = subprocess.Popen([VEL, "version"], stdout=slave, stderr=slave,
-                                       env={**{k: v for k, v in os.environ.items() if k != "NO_COLOR"}, **environment})
-            os.close(slave)
-            data = b""
-            try:
-                while True:
-                    part = os.read(master, 4096)
-                    if not part:
-                        break
-                    data += part
-            except OSError:
-                pass
-            os.close(master)
-            self.assertEqual(process.wait(), OK)
-            return data
-
-        self.assertIn(b"vel ", on_terminal({"TERM": "xterm"}))
+    def test_pictures_are_not_written_to_a_terminal(self):
+        write_png(self.path("in.png"), photo_like(7, 5))
+        shown = self.on_terminal(["negative", "-i", "in.png", "-o", "-"], {"TERM": "dumb"}, OUTPUT)
+        self.assertIn("standard output is a terminal", shown)
 
     def test_info(self):
         write_png(self.path("in.png"), photo_like(7, 5, "rgba"))

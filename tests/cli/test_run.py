@@ -245,8 +245,19 @@ class Failures(VelTest):
             file.truncate(300)
         self.refused(INPUT, "negative", "-i", "cut.png", "-o", "out.png", says="cut.png")
         write_png(self.path("large.png"), photo_like(60, 60))
-        self.refused(INPUT, "negative", "--max-pixels", "0.003", "-i", "large.png", "-o", "out.png", says="large.png")
-        self.vel("negative", "--max-pixels", "0.004", "-i", "large.png", "-o", "out.png")
+        self.refused(INPUT, "negative", "--max-pixels", "3k", "-i", "large.png", "-o", "out.png", says="large.png")
+        self.vel("negative", "--max-pixels", "3600", "-i", "large.png", "-o", "out.png")
+        self.refused(USAGE, "negative", "--max-pixels", "3x", "-i", "large.png", "-o", "out2.png", says="--max-pixels '3x'")
+
+    def test_outputs_say_their_format(self):
+        write_png(self.path("in.png"), photo_like(8, 8))
+        for name in ("out", "out.xyz"):
+            self.refused(OUTPUT, "negative", "-i", "in.png", "-o", name, says=("'%s'" % name, "--as"))
+        self.vel("negative", "-i", "in.png", "-o", "out.xyz", "--as", "png")
+        self.assertEqual(read_png(self.path("out.xyz")).width, 8)
+        # Written over itself, a file keeps its format whatever its name.
+        self.vel("negative", "-i", "out.xyz", "--in-place")
+        self.assertEqual(read_png(self.path("out.xyz")), photo_like(8, 8))
 
     def test_operations_that_refuse_name_the_way(self):
         write_png(self.path("in.png"), photo_like(8, 8))

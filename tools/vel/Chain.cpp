@@ -1,6 +1,7 @@
 #include "Chain.h"
 
 #include <cstdlib>
+#include <filesystem>
 
 namespace veltool {
 
@@ -43,6 +44,15 @@ SmartPtr<Image> Chain::RunStep(const Step& step, SmartPtr<Image> image, FileResu
     return SmartPtr<Image>(made);
 }
 
+// The format of an output that none was asked for: by its name, or the input's where it has no name or the input's own.
+static std::string FormatFor(const Job& job, const std::string& inputFormat) {
+    const auto extension = [](const std::string& path) { return std::filesystem::path(path).extension(); };
+    const std::string format = velhost::FormatOf(job.output);
+    if (!format.empty()) return format;
+    if (job.output == "-" || (job.input != "-" && extension(job.output) == extension(job.input))) return inputFormat;
+    throw Failure(kOutput, "'" + job.output + "' does not say which format to write; --as FORMAT does");
+}
+
 FileResult Chain::Process(const Job& job, unsigned index) {
     FileResult result;
     result.input = job.input;
@@ -56,8 +66,7 @@ FileResult Chain::Process(const Job& job, unsigned index) {
         for (const Step& step : m_plan.steps) image = RunStep(step, std::move(image), &result);
         velhost::SaveOptions save = options.save;
         save.overwrite = job.replace;
-        if (save.format.empty() && (job.output == "-" || velhost::FormatOf(job.output).empty()))
-            save.format = loaded.info.format;
+        if (save.format.empty()) save.format = FormatFor(job, loaded.info.format);
         if (job.makeFolder) MakeFolderOf(job.output);
         SavePicture(*image.Get(), job.output, save);
         result.width = image->Width();

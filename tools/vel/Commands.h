@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace veltool {
@@ -28,6 +29,8 @@ struct Command {
     const char* synopsis;  // what follows the name
     const char* summary;
     int (*run)(const Words& words);
+    // Its options and what they do; `run` has a list of its own (RunOptionTexts).
+    std::vector<std::pair<const char*, const char*>> options = {};
 };
 
 // All commands, in the order of the help.

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 
 #include "Commands.h"
 #include "Console.h"
@@ -130,16 +131,11 @@ Candidates After(const Words& before) {
         candidates.Add("make", "turn steps into a recipe");
     } else if (command == "recipe" && rest[0] == "make") {
         return AfterRun(Words(rest.begin() + 1, rest.end()));
-    } else if (command == "ops" || command == "version") {
-        candidates.Add("--json", "as JSON");
-    } else {
-        candidates.files = true;
-        if (command == "info") candidates.Add("--json", "as JSON");
-        if (command == "compare") {
-            for (const char* option :
-                 {"--out", "--tolerance", "--colours", "--convert", "--json", "--quiet", "--overwrite"}) {
-                candidates.Add(option, "");
-            }
+    } else if (const Command* known = FindCommand(command)) {
+        candidates.files = command == "info" || command == "compare" || command == "recipe" || command == "man";
+        for (const auto& [option, text] : known->options) {
+            const std::string names(option, std::strcspn(option, " "));
+            candidates.Add(names.substr(names.rfind("--")), text);
         }
     }
     return candidates;

@@ -22,7 +22,7 @@ struct RunTexts {
     std::string convert;
     std::string seed;
     std::string onError = "skip";
-    double maxPixels = 0;
+    std::string maxPixels;
 };
 
 // Declares every option of a run once; parsing, help and completion all start here.
@@ -52,10 +52,10 @@ void DeclareRunOptions(CLI::App* app, RunOptions* options, RunTexts* texts) {
     app->add_flag("--expand", options->expand,
                   "read pictures below 24 bits as 24-bit colour, through their palette if they have one");
     app->add_option("--page", options->load.page, "which picture of a file that holds several, from 0")->type_name("N");
-    app->add_option("--max-pixels", texts->maxPixels, "refuse larger pictures, in millions of pixels")
-        ->type_name("MEGAPIXELS")
-        ->check(CLI::PositiveNumber);
-    app->add_option("--seed", texts->seed, "start of the random filters' draws: this plus the input's number, from 0")
+    app->add_option("--max-pixels", texts->maxPixels, "refuse pictures of more pixels; 50M are 50 millions")
+        ->type_name("N");
+    app->add_option("--seed", texts->seed,
+                    "start of the random filters' draws: this plus the input's number, from 0; default 1")
         ->type_name("N");
     app->add_flag("--strict", options->strict, "fail where an operation leaves an image's depth alone");
     app->add_flag("-q,--quiet", options->quiet, "say nothing but errors");
@@ -131,6 +131,21 @@ std::vector<std::string> ParseStepWords(Step* step, const std::vector<std::strin
     return rest;
 }
 
+// "2500000", "2.5M", "1k", "1G"
+uint64_t ReadPixels(const std::string& text) {
+    double number = 0;
+    const char* end = text.data() + text.size();
+    const auto [at, code] = std::from_chars(text.data(), end, number);
+    const std::string unit(at, end);
+    const double factor = unit.empty() ? 1 : unit == "k" ? 1e3 : unit == "M" ? 1e6 : unit == "G" ? 1e9 : 0;
+    const double pixels = number * factor;
+    if (code != std::errc() || !(pixels >= 1 && pixels <= 1e15)) {
+        Usage("--max-pixels '" + text +
+              "': allowed is a number from 1, with k, M or G for thousands, millions or billions");
+    }
+    return static_cast<uint64_t>(pixels);
+}
+
 void ReadTexts(const RunTexts& texts, RunOptions* options) {
     if (!texts.convert.empty()) {
         try {
@@ -139,7 +154,7 @@ void ReadTexts(const RunTexts& texts, RunOptions* options) {
             Usage(std::string("--convert: ") + error.what());
         }
     }
-    if (texts.maxPixels > 0) options->load.limits.pixels = static_cast<uint64_t>(texts.maxPixels * 1e6);
+    if (!texts.maxPixels.empty()) options->load.limits.pixels = ReadPixels(texts.maxPixels);
     if (!texts.seed.empty()) {
         unsigned seed = 0;
         const char* end = texts.seed.data() + texts.seed.size();

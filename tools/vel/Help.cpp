@@ -114,6 +114,8 @@ int HelpCommand(const Words& words) {
     if (const Command* command = FindCommand(topic)) {
         std::printf("vel %s %s\n  %s\n", command->name, command->synopsis, command->summary);
         if (topic == "run") PrintRunOptions();
+        if (!command->options.empty()) Heading("Options");
+        for (const auto& [option, text] : command->options) Entry(option, text, 22);
         return kOk;
     }
     std::vector<std::string> names = velhost::OperationNames(true);

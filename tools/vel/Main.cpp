@@ -10,19 +10,29 @@
 namespace veltool {
 
 const std::vector<Command>& Commands() {
+    static const std::pair<const char*, const char*> json = {"--json", "as JSON"};
     static const std::vector<Command> list = {
         {"run", "STEP [+ STEP]... -i IN... -o OUT", "run a chain of operations on pictures", RunCommand},
-        {"ops", "[--json]", "list all operations", OpsCommand},
+        {"ops", "[--json]", "list all operations", OpsCommand, {json}},
         {"recipe", "check FILE... | make STEP [+ STEP]...", "check chains in JSON files, or make one", RecipeCommand},
         {"gallery", "PHOTO... -o DIR [--overwrite]", "show every operation in pictures, on one page", GalleryCommand},
-        {"info", "FILE... [--json]", "say what a picture file holds", InfoCommand},
-        {"compare", "A B [-o DIFFERENCE] [--tolerance N] [--json]",
-         "say whether two pictures are the same, or where they differ", CompareCommand},
+        {"info", "FILE... [--json]", "say what a picture file holds", InfoCommand, {json}},
+        {"compare",
+         "A B [-o DIFFERENCE] [--tolerance N] [--json]",
+         "say whether two pictures are the same, or where they differ",
+         CompareCommand,
+         {{"-o,--out FILE", "write the differences as a picture, stretched so that the largest is 255"},
+          {"--overwrite", "replace that picture if it exists"},
+          {"--tolerance N", "differences up to N do not count"},
+          {"--colours", "compare colours only, whatever the depth, format and palette"},
+          {"--convert HOW", "as for run: widen, 8bit, rgb, round or all"},
+          {"-q,--quiet", "say nothing; the exit code tells"},
+          json}},
         {"help", "[OP | COMMAND | exit-codes]", "explain an operation, a command or the exit codes", HelpCommand},
         {"completion", "bash | zsh | fish", "print a completion script for a shell", CompletionCommand},
         {"manual", "[PHOTO...] -o DIR", "write the manual's pages of operations, with pictures of a photo", ManualCommand},
         {"man", "[OP] | --all FOLDER", "print a manual page, or write all of them", ManCommand},
-        {"version", "[--json]", "version of the tool, its formats and the module in use", VersionCommand},
+        {"version", "[--json]", "version of the tool, its formats and the module in use", VersionCommand, {json}},
     };
     return list;
 }

@@ -119,6 +119,13 @@ std::string GeneralPage() {
     for (const OptionText& option : RunOptionTexts()) {
         page.Entry(option.names + (option.value.empty() ? "" : " " + option.value), option.doc);
     }
+    for (const Command& command : Commands()) {
+        if (command.options.empty()) continue;
+        std::string title = std::string("OPTIONS OF ") + command.name;
+        page.Section(title);
+        page.Text(command.summary);
+        for (const auto& [option, text] : command.options) page.Entry(option, text);
+    }
     page.Section("OPERATIONS");
     for (const Operation& operation : velhost::Operations()) page.Entry(operation.name, operation.summary);
     page.Section("EXIT CODES");

@@ -172,7 +172,7 @@ std::vector<Job> MakeJobs(const RunOptions& options) {
     if (pictures.empty()) throw Failure(kInput, "there are no pictures to read");
     if (pictures.size() > 1 && !options.inPlace && !naming.varies) {
         throw Failure(kUsage, "-o '" + options.output + "' is one name for " + std::to_string(pictures.size()) +
-                                  " pictures; use a folder, or {stem}, {ext}, {dir}, {n} in the name");
+                                  " pictures; use a folder (a name that ends with /), or {stem}, {ext}, {dir}, {n}");
     }
 
     std::vector<Job> jobs;

@@ -1,4 +1,6 @@
 // `vel run`: a chain over all inputs.
+#include <unistd.h>
+
 #include <chrono>
 #include <cstdio>
 #include <ctime>
@@ -126,6 +128,9 @@ void WriteReport(const std::string& path, const json& report) {
 void CheckOutputs(const RunOptions& options, const std::vector<Job>& jobs) {
     if (options.report == "-" && options.output == "-") {
         throw Failure(kUsage, "--report - and -o - both want standard output");
+    }
+    if (options.output == "-" && !options.dryRun && isatty(STDOUT_FILENO)) {
+        throw Failure(kOutput, "standard output is a terminal; a picture is not written there");
     }
     std::error_code error;
     const bool exists =
