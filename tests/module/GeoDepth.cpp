@@ -38,15 +38,15 @@ TEST_F(GeoDepth, NotGreaterIsTheSourceItself) {
 TEST_F(GeoDepth, GreyLevels) {
     const auto source = TestImage::New(test::GreyImage({{77}}));
     EXPECT_TRUE(test::SamePixels(test::ImageOf(1, 24, ref::kBgr, {{77, 77, 77}}), Increased(source, 24)));
-    EXPECT_TRUE(test::SamePixels(test::ImageOf(1, 32, ref::kArgb, {{77, 77, 77, 255}}),
-                                 Increased(source, 32, ref::kArgb)));
+    EXPECT_TRUE(
+        test::SamePixels(test::ImageOf(1, 32, ref::kArgb, {{77, 77, 77, 255}}), Increased(source, 32, ref::kArgb)));
 }
 
 TEST_F(GeoDepth, PaletteColoursLeaveAlphaAlone) {
     const auto source = TestImage::New(WithPalette(test::GreyImage({{5}})));
     EXPECT_TRUE(test::SamePixels(test::ImageOf(1, 24, ref::kBgr, {{10, 20, 30}}), Increased(source, 24)));
-    EXPECT_TRUE(test::SamePixels(test::ImageOf(1, 32, ref::kBgr, {{10, 20, 30, ref::kCreatedByte}}),
-                                 Increased(source, 32)));
+    EXPECT_TRUE(
+        test::SamePixels(test::ImageOf(1, 32, ref::kBgr, {{10, 20, 30, ref::kCreatedByte}}), Increased(source, 32)));
 }
 
 TEST_F(GeoDepth, ColourGetsOpaqueAlpha) {
@@ -69,11 +69,11 @@ TEST_F(GeoDepth, IndicesBeyondAShortPaletteAreBlack) {
     ref::Image image = test::GreyImage({{0, 1, 2, 3, 255}});
     image.palette = {{1, 2, 3, 4}, {5, 6, 7, 8}};
     const auto source = TestImage::New(image);
-    EXPECT_TRUE(test::SamePixels(
-        test::ImageOf(5, 24, ref::kBgr, {{1, 2, 3, 5, 6, 7, 0, 0, 0, 0, 0, 0, 0, 0, 0}}), Increased(source, 24)));
+    EXPECT_TRUE(test::SamePixels(test::ImageOf(5, 24, ref::kBgr, {{1, 2, 3, 5, 6, 7, 0, 0, 0, 0, 0, 0, 0, 0, 0}}),
+                                 Increased(source, 24)));
     constexpr int kLeft = ref::kCreatedByte;
-    EXPECT_TRUE(test::SamePixels(test::ImageOf(5, 32, ref::kBgr, {{1, 2, 3, kLeft, 5, 6, 7, kLeft, 0, 0, 0, kLeft, 0, 0,
-                                                                   0, kLeft, 0, 0, 0, kLeft}}),
+    EXPECT_TRUE(test::SamePixels(test::ImageOf(5, 32, ref::kBgr, {{1, 2, 3, kLeft, 5, 6, 7, kLeft, 0, 0,
+                                                                   0, kLeft, 0, 0, 0, kLeft, 0, 0, 0, kLeft}}),
                                  Increased(source, 32)));
 }
 
@@ -120,8 +120,8 @@ TEST_F(GeoDepth, MatchesTheReference) {
 
 TEST_F(GeoDepth, LargeImages) {
     test::Random random(3);
-    for (const auto& [from, to] : {std::pair{8u, 24}, std::pair{8u, 32}, std::pair{24u, 32}, std::pair{4u, 24},
-                                   std::pair{1u, 32}}) {
+    for (const auto& [from, to] :
+         {std::pair{8u, 24}, std::pair{8u, 32}, std::pair{24u, 32}, std::pair{4u, 24}, std::pair{1u, 32}}) {
         for (const size_t entries : {0u, 7u, 256u}) {
             ref::Image image = test::RandomImage(random, 19990, 3, 1, from, ref::kBgr);
             image.palette.resize(entries);

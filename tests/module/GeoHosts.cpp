@@ -174,6 +174,16 @@ TEST_F(GeoHosts, ExceptionsPassAndLeakNothing) {
     }
 }
 
+// The caller has the image before it takes over the source.
+TEST_F(GeoHosts, ExceptionOfAssignLeavesTheImageWithTheCaller) {
+    const auto source = Source();
+    collection->imageBomb.Arm(Call::Assign);
+    IVEL* out = nullptr;
+    EXPECT_THROW(transform->Resample(source.Get(), &out, 20, 15, 0, 0), test::HostError);
+    Handed(out);
+    EXPECT_EQ(source->Count(), 1u);
+}
+
 TEST_F(GeoHosts, ExceptionsOfImagesThatAreChangedInPlace) {
     const auto other = Source();
     for (const Call call : {Call::GetSize, Call::GetFormat, Call::GetBits}) {
@@ -197,11 +207,11 @@ TEST_F(GeoHosts, ExceptionsOfImagesThatAreChangedInPlace) {
 TEST_F(GeoHosts, NewImagesAreCreatedOnceInTheStatedShape) {
     const auto source = Source();  // 20 x 15, 2 planes, 24 bits
     const std::vector<std::pair<std::string, test::CreateArguments>> expected = {
-        {"Flip", {20, 15, 2, 24, ref::kBgr}},          {"Mirror", {20, 15, 2, 24, ref::kBgr}},
-        {"Rotate 45", {25, 25, 2, 24, ref::kBgr}},     {"Rotate 90", {15, 20, 2, 24, ref::kBgr}},
-        {"Rotate 180", {20, 15, 2, 24, ref::kBgr}},    {"Skew", {20, 15, 2, 24, ref::kBgr}},
-        {"Resample down", {5, 4, 2, 24, ref::kBgr}},   {"Resample up", {40, 30, 2, 24, ref::kBgr}},
-        {"IncreaseBpp", {20, 15, 2, 32, ref::kArgb}},  {"Quad", {7, 6, 1, 24, ref::kBgr}},
+        {"Flip", {20, 15, 2, 24, ref::kBgr}},         {"Mirror", {20, 15, 2, 24, ref::kBgr}},
+        {"Rotate 45", {25, 25, 2, 24, ref::kBgr}},    {"Rotate 90", {15, 20, 2, 24, ref::kBgr}},
+        {"Rotate 180", {20, 15, 2, 24, ref::kBgr}},   {"Skew", {20, 15, 2, 24, ref::kBgr}},
+        {"Resample down", {5, 4, 2, 24, ref::kBgr}},  {"Resample up", {40, 30, 2, 24, ref::kBgr}},
+        {"IncreaseBpp", {20, 15, 2, 32, ref::kArgb}}, {"Quad", {7, 6, 1, 24, ref::kBgr}},
         {"Transform", {20, 15, 1, 24, ref::kBgr}}};
     size_t i = 0;
     for (const Maker& maker : Makers()) {

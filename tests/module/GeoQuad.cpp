@@ -58,8 +58,7 @@ TEST_F(GeoQuad, BlendIsByTheSumOfTheDistances) {
     // Scan points at (1.5, 1.5): half-way between four pixels of which one is 255.
     ref::Image image(5, 5, 1, 24, ref::kBgr);
     image.Put(2, 6, 255);
-    const ref::Image cut =
-        Cut(TestImage::New(image), {1.5, 1.5, 2.5, 1.5, 1.5, 2.5, 2.5, 2.5}, 1, 1, 1)->Content();
+    const ref::Image cut = Cut(TestImage::New(image), {1.5, 1.5, 2.5, 1.5, 1.5, 2.5, 2.5, 2.5}, 1, 1, 1)->Content();
     EXPECT_EQ(cut.Get(0, 0), 64);
     EXPECT_EQ(cut.Get(0, 1), 0);
 }
@@ -81,7 +80,7 @@ TEST_F(GeoQuad, MatchesTheReference) {
         double p[8] = {0, 0, w, 0, 0, h, w, h};
         const int kind = random.Int(0, 5);
         for (double& value : p) {
-            if (kind == 0) value += random.Int(-3, 3);                      // about the image
+            if (kind == 0) value += random.Int(-3, 3);                       // about the image
             if (kind == 1) value = random.Real(-0.5, 1.5) * std::max(w, h);  // anywhere near
             if (kind == 2) value = random.Int(0, 9);                         // often degenerate
             if (kind == 3) value = random.Real(-3000, 3000);                 // mostly outside
@@ -99,8 +98,8 @@ TEST_F(GeoQuad, MatchesTheReference) {
                                         << p[3] << ", " << p[4] << ", " << p[5] << ", " << p[6] << ", " << p[7]
                                         << std::dec << ", " << width << " x " << height << ", flag " << flag);
         const auto source = TestImage::New(image, static_cast<size_t>(random.Int(0, 9)));
-        EXPECT_TRUE(test::SameBytes(ref::QuadRegion(image, p, width, height, flag, host),
-                                    Cut(source, p, width, height, flag)));
+        EXPECT_TRUE(
+            test::SameBytes(ref::QuadRegion(image, p, width, height, flag, host), Cut(source, p, width, height, flag)));
         EXPECT_TRUE(test::SameBytes(image, source));
     });
 }
@@ -112,8 +111,8 @@ TEST_F(GeoQuad, LargeImages) {
         const ref::Image image = test::RandomImage(random, 1200, 100, 1, depth, ref::kBgr);
         const auto source = TestImage::New(image);
         for (const int16_t flag : {int16_t{0}, int16_t{1}}) {
-            EXPECT_TRUE(test::SameBytes(ref::QuadRegion(image, corners, 0, 0, flag, host),
-                                        Cut(source, corners, 0, 0, flag)));
+            EXPECT_TRUE(
+                test::SameBytes(ref::QuadRegion(image, corners, 0, 0, flag, host), Cut(source, corners, 0, 0, flag)));
             EXPECT_TRUE(test::SameBytes(ref::QuadRegion(image, corners, 3001, 40, flag, host),
                                         Cut(source, corners, 3001, 40, flag)));
         }

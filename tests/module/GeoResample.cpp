@@ -17,7 +17,8 @@ protected:
         EXPECT_EQ(source->Count(), 1u);
         return Handed(out);
     }
-    SmartPtr<TestImage> Resampled(const SmartPtr<TestImage>& source, int width, int height, int method, int mode) const {
+    SmartPtr<TestImage> Resampled(const SmartPtr<TestImage>& source, int width, int height, int method,
+                                  int mode) const {
         IVEL* out = nullptr;
         EXPECT_EQ(transform->Resample(source.Get(), &out, width, height, method, mode), S_OK);
         EXPECT_EQ(source->Count(), 1u);
@@ -251,8 +252,8 @@ TEST_F(GeoResample, LargeImages) {
             }
         }
         EXPECT_TRUE(test::SameBytes(*ref::Resample(image, 701, 6, 5, 0, host), Resampled(source, 701, 6, 5, 0)));
-        EXPECT_TRUE(test::SameBytes(ref::Skew(image, 0.37f, -0.01f, 0, 0, true, host),
-                                    Skewed(source, 0.37f, -0.01f, 0, 0, 1)));
+        EXPECT_TRUE(
+            test::SameBytes(ref::Skew(image, 0.37f, -0.01f, 0, 0, true, host), Skewed(source, 0.37f, -0.01f, 0, 0, 1)));
     }
 }
 
@@ -277,8 +278,8 @@ TEST_F(GeoResample, ColumnsGrowWhileRowsShrink) {
         const ref::Image image = test::RandomImage(random, 14, 30, 1, depth, ref::kBgr);
         const auto source = TestImage::New(image);
         for (const int method : {0, 1, 4, 5}) {
-            EXPECT_TRUE(test::SameBytes(*ref::Resample(image, 3000, 7, method, 0, host),
-                                        Resampled(source, 3000, 7, method, 0)))
+            EXPECT_TRUE(
+                test::SameBytes(*ref::Resample(image, 3000, 7, method, 0, host), Resampled(source, 3000, 7, method, 0)))
                 << depth << ", method " << method;
         }
     }

@@ -152,7 +152,8 @@ TEST_F(GeoRotate, EveryMethodAtEveryDepth) {
 
 TEST_F(GeoRotate, MatchesTheReference) {
     test::RandomCases(250, [&](test::Random& random) {
-        const ref::Image image = test::RandomImage(random, {.largestWidth = 70, .largestHeight = 60, .largestPlanes = 3});
+        const ref::Image image =
+            test::RandomImage(random, {.largestWidth = 70, .largestHeight = 60, .largestPlanes = 3});
         UseRandomRecipe(random);
         const int degrees = random.Chance(80) ? random.Int(-180, 180) : random.Int(-100000, 100000);
         const int method = RandomMethod(random);
@@ -251,8 +252,8 @@ TEST_F(GeoRotate, PasteOfATransparentPixelLeavesTheColourButNotTheAlpha) {
         TestImage::New(test::ImageOf(3, 32, ref::kArgb, {{9, 8, 7, 99, 9, 8, 7, 99, 100, 100, 100, 99}}));
     EXPECT_EQ(transform->RotatePaste(source.Get(), destination.Get(), 0.0, 0, 0), S_OK);
     // 51 / 255 is a fifth: 200/5 + 80 = 120, 100, 80.
-    EXPECT_TRUE(test::SameBytes(test::ImageOf(3, 32, ref::kArgb, {{9, 8, 7, 0, 4, 5, 6, 255, 120, 100, 80, 51}}),
-                                destination));
+    EXPECT_TRUE(
+        test::SameBytes(test::ImageOf(3, 32, ref::kArgb, {{9, 8, 7, 0, 4, 5, 6, 255, 120, 100, 80, 51}}), destination));
 }
 
 TEST_F(GeoRotate, PasteLeavesDestinationsBelow24BitsAlone) {
@@ -275,8 +276,8 @@ TEST_F(GeoRotate, PasteResultCodes) {
 
 TEST_F(GeoRotate, PasteByNoNumberAtAllPastesNothing) {
     const auto source = TestImage::New(Picture(6, 5, 32));
-    for (const double radians : {std::nan(""), std::numeric_limits<double>::infinity(),
-                                 -std::numeric_limits<double>::infinity()}) {
+    for (const double radians :
+         {std::nan(""), std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity()}) {
         const ref::Image before = Picture(9, 9, 32);
         const auto destination = TestImage::New(before);
         EXPECT_EQ(transform->RotatePaste(source.Get(), destination.Get(), radians, 4, 0), S_OK);

@@ -48,7 +48,8 @@ NamedMapping RandomMapping(test::Random& random, double reach) {
         double m[6];
         for (double& value : m) value = random.Real(-1.5, 1.5);
         m[2] *= reach, m[5] *= reach;
-        return {"affine", [a = m[0], b = m[1], c = m[2], d = m[3], e = m[4], f = m[5]](double& x, double& y, double& z) {
+        return {"affine",
+                [a = m[0], b = m[1], c = m[2], d = m[3], e = m[4], f = m[5]](double& x, double& y, double& z) {
                     const double u = a * x + b * y + c;
                     y = d * x + e * y + f;
                     x = u;
@@ -97,7 +98,8 @@ TEST_F(GeoWarp, OffsetShiftsTheSourceAndLeavesABackground) {
         const ref::Image shifted = result->Content();
         for (int64_t y = 0; y < 3; ++y) {
             for (int64_t x = 0; x < 25; ++x) {
-                EXPECT_EQ(ref::GetPixelColor(shifted, x, y), x < 15 ? ref::GetPixelColor(image, x + 10, y) : background);
+                EXPECT_EQ(ref::GetPixelColor(shifted, x, y),
+                          x < 15 ? ref::GetPixelColor(image, x + 10, y) : background);
             }
         }
     }
@@ -157,7 +159,8 @@ TEST_F(GeoWarp, OtherDepthsHoldTheBackgroundOnly) {
 
 TEST_F(GeoWarp, TransformMatchesTheReference) {
     test::RandomCases(400, [&](test::Random& random) {
-        const ref::Image image = test::RandomImage(random, {.largestWidth = 70, .largestHeight = 50, .largestPlanes = 3});
+        const ref::Image image =
+            test::RandomImage(random, {.largestWidth = 70, .largestHeight = 50, .largestPlanes = 3});
         UseRandomRecipe(random);
         const NamedMapping named = RandomMapping(random, image.width);
         const auto mapping = TestMapping::New(named.map);
@@ -239,9 +242,8 @@ TEST_F(GeoWarp, ExceptionsOfTheMappingPassAndLeakNothing) {
             EXPECT_EQ(mapping->points.size(), static_cast<size_t>(call) + 1);
             for (const short marks : {0, 1}) {
                 mapping->points.clear();
-                EXPECT_THROW(
-                    transform->TransformPaste(mapping.Get(), source.Get(), destination.Get(), 0, 0, marks, 0),
-                    test::HostError);
+                EXPECT_THROW(transform->TransformPaste(mapping.Get(), source.Get(), destination.Get(), 0, 0, marks, 0),
+                             test::HostError);
                 EXPECT_EQ(mapping->points.size(), static_cast<size_t>(call) + 1);
             }
             EXPECT_EQ(mapping->Count(), 1u);
@@ -302,7 +304,8 @@ TEST_F(GeoWarp, ColourPasteMarksThenFills) {
     // One pixel with a zero channel in a ring of pixels; the void beside it has three neighbours in blue only.
     const auto source = TestImage::New(test::ImageOf(1, 24, ref::kBgr, {{0, 7, 0}}));
     ref::Image canvas(3, 3, 1, 24, ref::kBgr);
-    for (const auto& [x, y, colour] : {std::tuple{1, 0, 0x010014}, std::tuple{2, 1, 0x00001E}, std::tuple{1, 2, 0x010000}}) {
+    for (const auto& [x, y, colour] :
+         {std::tuple{1, 0, 0x010014}, std::tuple{2, 1, 0x00001E}, std::tuple{1, 2, 0x010000}}) {
         ref::SetPixelColor(canvas, x, y, static_cast<uint32_t>(colour));
     }
     const auto destination = TestImage::New(canvas);
@@ -314,8 +317,7 @@ TEST_F(GeoWarp, ColourPasteMarksThenFills) {
 }
 
 TEST_F(GeoWarp, WordPasteMarksBlackInTheLowestBit) {
-    const auto source =
-        TestImage::New(test::ImageOf(3, 32, ref::kArgb, {{0, 0, 0, 9, 0, 1, 0, 0, 0, 0, 0, 0}}));
+    const auto source = TestImage::New(test::ImageOf(3, 32, ref::kArgb, {{0, 0, 0, 9, 0, 1, 0, 0, 0, 0, 0, 0}}));
     const auto destination = TestImage::New(ref::Image(3, 1, 1, 32, ref::kArgb));
     Paste(identity.Get(), source, destination, 0, 0, 1);
     EXPECT_TRUE(test::SameBytes(test::ImageOf(3, 32, ref::kArgb, {{1, 0, 0, 9, 0, 1, 0, 0, 1, 0, 0, 0}}), destination));
@@ -464,14 +466,14 @@ TEST_F(GeoWarp, VoidOf32BitsSumsWholeWords) {
 }
 
 TEST_F(GeoWarp, FilledVoidsCountForTheNextOnes) {
-    EXPECT_TRUE(test::SameBytes(test::GreyImage({{0, 0, 0, 0, 0}, {8, 8, 8, 8, 0}, {0, 8, 8, 8, 0}, {0, 0, 0, 0, 0}}),
-                                Filled(test::GreyImage(
-                                    {{0, 0, 0, 0, 0}, {8, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}}))));
+    EXPECT_TRUE(
+        test::SameBytes(test::GreyImage({{0, 0, 0, 0, 0}, {8, 8, 8, 8, 0}, {0, 8, 8, 8, 0}, {0, 0, 0, 0, 0}}),
+                        Filled(test::GreyImage({{0, 0, 0, 0, 0}, {8, 0, 0, 0, 0}, {0, 0, 0, 0, 0}, {0, 0, 0, 0, 0}}))));
 }
 
 TEST_F(GeoWarp, SmallImagesHaveNoInterior) {
-    for (const auto& [width, height] :
-         {std::pair{2u, 9u}, std::pair{1u, 9u}, std::pair{9u, 1u}, std::pair{9u, 2u}, std::pair{0u, 9u}, std::pair{9u, 0u}}) {
+    for (const auto& [width, height] : {std::pair{2u, 9u}, std::pair{1u, 9u}, std::pair{9u, 1u}, std::pair{9u, 2u},
+                                        std::pair{0u, 9u}, std::pair{9u, 0u}}) {
         for (const uint32_t depth : {8u, 24u, 32u}) {
             test::Random random(width + 10 * height);
             ref::Image image = test::RandomImage(random, width, height, 1, depth, ref::kArgb);

@@ -17,9 +17,8 @@ constexpr int32_t kFalse = 1;
 // a whole image.
 struct Host {
     std::function<Image(uint32_t width, uint32_t height, uint32_t planes, uint32_t bitsPerPixel, uint32_t format)>
-        create = [](uint32_t w, uint32_t h, uint32_t p, uint32_t bpp, uint32_t code) {
-            return Created(w, h, p, bpp, code);
-        };
+        create =
+            [](uint32_t w, uint32_t h, uint32_t p, uint32_t bpp, uint32_t code) { return Created(w, h, p, bpp, code); };
     std::function<void(Image&, uint32_t)> fill = FillColor;
 };
 

@@ -47,8 +47,8 @@ uint32_t InterpolateCB(const Image& image, int32_t x, int32_t y, uint32_t pixelB
     for (int64_t c = 0; c < size && c < 4; ++c) {
         const uint32_t p00 = image.Get(iy, ix * size + c), p10 = image.Get(iy, (ix + 1) * size + c);
         const uint32_t p01 = image.Get(iy + 1, ix * size + c), p11 = image.Get(iy + 1, (ix + 1) * size + c);
-        const uint32_t sum = p00 * ((256 - fy) + (256 - fx)) + p10 * ((256 - fy) + fx) + p01 * ((256 - fx) + fy) +
-                             p11 * (fy + fx);
+        const uint32_t sum =
+            p00 * ((256 - fy) + (256 - fx)) + p10 * ((256 - fy) + fx) + p01 * ((256 - fx) + fy) + p11 * (fy + fx);
         packed |= (((sum >> 2) + 128) >> 8) << (8 * c);
     }
     return packed;

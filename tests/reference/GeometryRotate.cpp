@@ -45,9 +45,8 @@ Image GeneralRotate(const Image& source, int32_t degrees, int32_t method, bool f
         grid.offX -= width * 0.5f;
         grid.offY -= height * 0.5f;
     }
-    Image destination =
-        host.create(static_cast<uint32_t>(grid.width), static_cast<uint32_t>(grid.height), source.planes,
-                    force32 ? 32 : source.bitsPerPixel, force32 ? 0 : source.format);
+    Image destination = host.create(static_cast<uint32_t>(grid.width), static_cast<uint32_t>(grid.height),
+                                    source.planes, force32 ? 32 : source.bitsPerPixel, force32 ? 0 : source.format);
     if (source.planes == 0) return destination;
     host.fill(destination, GetPixelColor(source, 0, 0) | 0xFF000000);
 

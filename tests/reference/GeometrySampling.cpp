@@ -9,9 +9,9 @@ constexpr double kPi = 3.141592653589793;
 constexpr float kPiSingle = 3.1415927f;
 
 // Coefficients of the rational approximations, constant term first.
-constexpr double kJ1P[] = {5.8119935400160612e+20, -6.6721065689249161e+19, 2.3164335806340024e+18,
-                           -3.5888175699101060e+16, 2.9087952638347756e+14, -1.3229834803321265e+12,
-                           3.4132341823017006e+09, -4.6957535306429956e+06, 2.7011227108923235e+03};
+constexpr double kJ1P[] = {5.8119935400160612e+20,  -6.6721065689249161e+19, 2.3164335806340024e+18,
+                           -3.5888175699101060e+16, 2.9087952638347756e+14,  -1.3229834803321265e+12,
+                           3.4132341823017006e+09,  -4.6957535306429956e+06, 2.7011227108923235e+03};
 constexpr double kJ1Q[] = {1.1623987080032122e+21, 1.185770712190321e+19,  6.0920613989175216e+16,
                            2.0816612213076075e+14, 5.2437102621676495e+11, 1.013863514358674e+09,
                            1.5017935949985855e+06, 1.6069315734814877e+03, 1.0};
@@ -35,8 +35,8 @@ float CubeAbove0(float u) { return u > 0.0f ? u * u * u : 0.0f; }
 
 float BSpline(float t) {
     if (t > 2.0f) return 0.0f;
-    const float sum = CubeAbove0(t + 2.0f) - 4.0f * CubeAbove0(t + 1.0f) + 6.0f * CubeAbove0(t) -
-                      4.0f * CubeAbove0(t - 1.0f);
+    const float sum =
+        CubeAbove0(t + 2.0f) - 4.0f * CubeAbove0(t + 1.0f) + 6.0f * CubeAbove0(t) - 4.0f * CubeAbove0(t - 1.0f);
     return sum * 0.16666667f;
 }
 

@@ -6,8 +6,8 @@ namespace {
 // Places in the class's own table that no interface reaches.
 constexpr int kRotate4Slot = 15, kFillVoidsSlot = 19;
 
-ref::Image CreatedBy(const StoreRecipe& recipe, uint32_t width, uint32_t height, uint32_t planes,
-                     uint32_t bitsPerPixel, uint32_t format) {
+ref::Image CreatedBy(const StoreRecipe& recipe, uint32_t width, uint32_t height, uint32_t planes, uint32_t bitsPerPixel,
+                     uint32_t format) {
     const uint64_t rowBytes = (uint64_t{width} * bitsPerPixel + 7) / 8;
     const int32_t stride = static_cast<int32_t>((rowBytes + 3) / 4 * 4) + recipe.padding;
     ref::Image image(width, height, planes, bitsPerPixel, format, recipe.bottomUp ? -stride : stride);
@@ -101,8 +101,7 @@ std::vector<GeometryTest::Maker> GeometryTest::Makers() const {
         {"Resample down", [t](IVEL* source, IVEL** out) { return t->Resample(source, out, 5, 4, 4, 0); }},
         {"Resample up", [t](IVEL* source, IVEL** out) { return t->Resample(source, out, 40, 30, 4, 0); }},
         {"IncreaseBpp", [t](IVEL* source, IVEL** out) { return t->IncreaseBpp(source, out, 32, ref::kArgb); }},
-        {"Quad",
-         [t](IVEL* source, IVEL** out) { return t->Quad(source, out, 1, 1, 9, 2, 2, 8, 10, 9, 7, 6, 1); }},
+        {"Quad", [t](IVEL* source, IVEL** out) { return t->Quad(source, out, 1, 1, 9, 2, 2, 8, 10, 9, 7, 6, 1); }},
         {"Transform",
          [t, mapping](IVEL* source, IVEL** out) { return t->Transform(mapping, source, out, 1, 2, 0, 0, 0, 0); }},
     };

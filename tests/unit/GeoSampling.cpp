@@ -164,7 +164,8 @@ TEST_F(GeoSampling, WildPositionsAreOutside) {
         const auto host = TestImage::New(image);
         const uint32_t outside = (ref::GetPixelColor(image, 0, 0) & 0xFFFFFF) | 0x01000000;
         for (int method = -1; method <= 16; ++method) {
-            for (const float wild : {std::nanf(""), kInfinity, -kInfinity, 3e38f, -3e38f, 2147483648.0f, -2147483648.0f}) {
+            for (const float wild :
+                 {std::nanf(""), kInfinity, -kInfinity, 3e38f, -3e38f, 2147483648.0f, -2147483648.0f}) {
                 EXPECT_EQ(Sample(host, wild, 3.0f, method), outside) << method << ", x = " << wild;
                 EXPECT_EQ(Sample(host, 3.0f, wild, method), outside) << method << ", y = " << wild;
             }
@@ -189,8 +190,8 @@ TEST_F(GeoSampling, MatchesTheReference) {
         for (int k = 0; k < 100; ++k) {
             const auto position = [&](uint32_t size) {
                 const int whole = random.Int(-8, static_cast<int>(size) + 8);
-                const float fraction = random.Pick({0.0f, 0.0f, 0.25f, 0.5f, 0.75f, 0.999f,
-                                                    static_cast<float>(random.Real(0.0, 1.0))});
+                const float fraction =
+                    random.Pick({0.0f, 0.0f, 0.25f, 0.5f, 0.75f, 0.999f, static_cast<float>(random.Real(0.0, 1.0))});
                 return static_cast<float>(whole) + fraction;
             };
             const float x = position(image.width), y = position(image.height);
@@ -206,8 +207,8 @@ TEST_F(GeoSampling, MatchesTheReference) {
 
 // A run of positions that rise or fall steadily, in and out of a range of `size` pixels.
 std::vector<float> Walk(test::Random& random, uint32_t size, size_t count) {
-    const float step = random.Chance(30) ? random.Pick({0.0f, 1.0f, -1.0f, 0.5f, 3.0f})
-                                         : static_cast<float>(random.Real(-1.5, 1.5));
+    const float step =
+        random.Chance(30) ? random.Pick({0.0f, 1.0f, -1.0f, 0.5f, 3.0f}) : static_cast<float>(random.Real(-1.5, 1.5));
     float next = random.Chance(30) ? static_cast<float>(random.Int(-10, static_cast<int>(size) + 9)) / 2.0f
                                    : static_cast<float>(random.Real(-9.0, size + 9.0));
     std::vector<float> positions(count);
@@ -299,12 +300,13 @@ TEST_F(GeoSampling, EveryFractionOfEveryMethod) {
     for (int method = 0; method <= 15; ++method) {
         for (int k = 0; k <= 512; ++k) {
             const float x = 10.0f + static_cast<float>(k) / 256.0f, y = 12.0f - static_cast<float>(k) / 640.0f;
-            ASSERT_EQ(Sample(host, x, y, method), ref::GetPixelColorInterpolated(image, x, y, method)) << method << " " << k;
+            ASSERT_EQ(Sample(host, x, y, method), ref::GetPixelColorInterpolated(image, x, y, method))
+                << method << " " << k;
         }
     }
 }
 
-// Where the weights of a kernel sum to 1 a flat area stays what it is, near the border as well; truncation may take one.
+// Where a kernel's weights sum to 1 a flat area stays what it is, at the border too; truncation may take one.
 TEST_F(GeoSampling, NormalisedKernelsKeepFlatAreas) {
     for (const int method : {2, 3, 4, 6, 7, 13, 14, 15}) {
         for (const float x : {0.0f, 0.3f, 4.0f, 4.5f, 4.9f, 8.7f}) {
@@ -321,11 +323,11 @@ TEST_F(GeoSampling, NormalisedKernelsKeepFlatAreas) {
 
 // J1 as printed in tables of Bessel functions.
 TEST_F(GeoSampling, BesselAgainstPrintedTables) {
-    const std::pair<float, double> table[] = {
-        {0.5f, 0.2422684577}, {1.0f, 0.4400505857},  {2.0f, 0.5767248078},  {3.0f, 0.3390589585},
-        {4.0f, -0.0660433280}, {5.0f, -0.3275791376}, {6.0f, -0.2766838581}, {7.0f, -0.0046828235},
-        {8.0f, 0.2346363469}, {9.0f, 0.2453117866},  {10.0f, 0.0434727462}, {15.0f, 0.2051040386},
-        {20.0f, 0.0668331242}};
+    const std::pair<float, double> table[] = {{0.5f, 0.2422684577},  {1.0f, 0.4400505857},  {2.0f, 0.5767248078},
+                                              {3.0f, 0.3390589585},  {4.0f, -0.0660433280}, {5.0f, -0.3275791376},
+                                              {6.0f, -0.2766838581}, {7.0f, -0.0046828235}, {8.0f, 0.2346363469},
+                                              {9.0f, 0.2453117866},  {10.0f, 0.0434727462}, {15.0f, 0.2051040386},
+                                              {20.0f, 0.0668331242}};
     for (const auto& [x, value] : table) {
         EXPECT_NEAR(KernelBessel_Order1(x), value, 2e-7) << x;
         EXPECT_EQ(KernelBessel_Order1(-x), -KernelBessel_Order1(x)) << x;
@@ -347,7 +349,9 @@ TEST_F(GeoSampling, BesselAgainstTheCLibrary) {
 }
 
 TEST_F(GeoSampling, BesselMatchesTheReferenceBelow8) {
-    for (float x = -7.999f; x < 8.0f; x += 0.00137f) ASSERT_EQ(KernelBessel_Order1(x), ref::KernelBessel_Order1(x)) << x;
+    for (float x = -7.999f; x < 8.0f; x += 0.00137f) {
+        ASSERT_EQ(KernelBessel_Order1(x), ref::KernelBessel_Order1(x)) << x;
+    }
     // 8 itself takes the asymptotic form, and the two forms meet there.
     EXPECT_NEAR(KernelBessel_Order1(8.0f), KernelBessel_Order1(std::nextafter(8.0f, 0.0f)), 1e-6);
     EXPECT_NEAR(KernelBessel_Order1(8.0f), ref::KernelBessel_Order1(8.0f), 1e-7);
