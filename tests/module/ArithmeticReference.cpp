@@ -277,6 +277,29 @@ TEST_F(ArithmeticReference, Scale8) {
     });
 }
 
+// Large images may be computed in another way than small ones.
+TEST_F(ArithmeticReference, Scale8OfLargeImages) {
+    test::RandomCases(24, [&](Random& random) {
+        Cast cast;
+        const uint32_t width = static_cast<uint32_t>(random.Int(256, 400));
+        ref::Image source = test::RandomImage(random, width, static_cast<uint32_t>(random.Int(230, 270)), 1, 32, ref::kMono);
+        const double factor = random.Pick({0.1, 0.25, 0.4, 0.5, 1.0 / 256, 1.0 / 257, random.Real(0, 0.5), random.Real(-1, 1)});
+        const int offset = random.Pick({0, 10, random.Int(-400, 400)});
+        for (uint32_t y = 0; y < source.height; ++y) {
+            for (uint32_t x = 0; x < source.width; ++x) {
+                // Around the integers whose products reach a level.
+                const double step = std::round((random.Int(-2, 258) - offset) / factor) + random.Int(-1, 1);
+                if (std::fabs(step) < 2e9) source.PutWord(y, 4 * x, static_cast<uint32_t>(static_cast<int32_t>(step)));
+            }
+        }
+        const int from = cast.Add(source, random), to = cast.Add(AnyImage(random), random);
+        SCOPED_TRACE(test::Describe(source) + ", factor " + std::to_string(factor) + ", offset " + std::to_string(offset));
+        const int32_t code = ref::Scale8(*cast.Expected(to), *cast.Expected(from), offset, factor);
+        EXPECT_EQ(component->Scale8(cast.Image(to), cast.Image(from), offset, factor), code);
+        cast.Check(to);
+    });
+}
+
 // What the caller must not do has no result that could be compared, but it must not reach beyond the pixels either:
 // the guards of the test images and the sanitizers watch.
 TEST_F(ArithmeticReference, ImagesThatAreTooSmallDoNoHarm) {

@@ -148,10 +148,20 @@ VEL_CHECK(Arithmetic, ScaleByteToInt) {
 
 VEL_CHECK(Arithmetic, ScaleOffsetIntTo8) {
     uint8_t* dst = run.Out(run.count);
-    const double factor = run.random.Pick({static_cast<double>(Factor(run, 1.0f)), 0.001, 1e-7, 1.0 / 3, -0.5});
-    const int offset = run.random.Chance(80) ? run.random.Int(-500, 500) : static_cast<int>(Word(run));
-    const int extreme = run.random.Pick({offset, offset, offset, offset, INT32_MIN, INT32_MIN + 100, INT32_MAX});
-    kernel(dst, TakeInts(run), run.count, factor, extreme);
+    auto* scale = run.In<vel::OffsetScale>(1);
+    scale->single = 0.0f;
+    if (run.random.Chance(30)) {
+        // A power of two is the same in both precisions.
+        scale->factor = scale->single = std::ldexp(1.0f, -run.random.Int(1, 12));
+        scale->offset = run.random.Int(-500, 500);
+    } else {
+        scale->factor =
+            run.random.Pick({static_cast<double>(Factor(run, 1.0f)), 0.001, 1e-7, 1.0 / 3, -0.5, 1.0, -1.0});
+        const int offset = run.random.Chance(80) ? run.random.Int(-500, 500) : static_cast<int>(Word(run));
+        scale->offset = run.random.Pick({offset, offset, offset, offset, INT32_MIN, INT32_MIN + 100, INT32_MAX});
+    }
+    run.Filled();
+    kernel(dst, TakeInts(run), run.count, scale);
 }
 
 VEL_CHECK_FAMILY(Arithmetic, VEL_ARITHMETIC_KERNELS)

@@ -2,6 +2,7 @@
 #include <algorithm>
 
 #include "Kernels/Kernels.h"
+#include "OffsetScale.h"
 #include "RowRuns.h"
 #include "VELMathsImp.h"
 
@@ -192,6 +193,13 @@ HRESULT CVELMaths::Scale(IVEL* destination, IVEL* source, IVEL* mask, float fact
     return S_OK;
 }
 
+namespace {
+
+// Pixels from which on a cheaper scale is worth looking for.
+constexpr uint64_t kLargeImage = 1 << 16;
+
+}  // namespace
+
 HRESULT CVELMaths::Scale8(IVELImage* destination, IVEL* source, int offset, double factor) {
     if (!destination || !source) return E_INVALIDARG;
     const ImageView model = ViewOf(source);
@@ -200,6 +208,8 @@ HRESULT CVELMaths::Scale8(IVELImage* destination, IVEL* source, int offset, doub
     // An 8-bit source is not copied; below 8 bits there is no pitch.
     if (model.bitsPerPixel == 8 || model.PixelBytes() == 0) return S_OK;
     const auto& kernels = vel::Kernels().Arithmetic();
+    const bool large = uint64_t{model.width} * model.height >= kLargeImage;
+    const vel::OffsetScale scale = vel::OffsetScaleOf(factor, offset, large);
     for (uint32_t p = 0; p < model.planes; ++p) {
         const ImageView to = ViewOf(destination, p);
         const ImageView from = ViewOf(source, p);
@@ -210,7 +220,7 @@ HRESULT CVELMaths::Scale8(IVELImage* destination, IVEL* source, int offset, doub
         RowRuns bytes(to, model.width, model.height);
         if (!words.Ready() || !bytes.Ready()) return E_FAIL;
         for (uint32_t y = 0; y < model.height; ++y) {
-            kernels.ScaleOffsetIntTo8(bytes.Open(y), words.Read(y), model.width, factor, offset);
+            kernels.ScaleOffsetIntTo8(bytes.Open(y), words.Read(y), model.width, &scale);
             bytes.Store(y);
         }
     }

@@ -13,6 +13,15 @@ struct SumTable {
     uint32_t multiplier;  // below 65536
 };
 
+// What an integer becomes: its product with the factor, truncated, plus the offset. Unless it is 0, `single` (then at
+// most 1/2, with an offset within 32000) is a single-precision factor with the same results where they are in 0..255,
+// and below or above where they are.
+struct OffsetScale {
+    double factor;
+    float single;
+    int offset;
+};
+
 #define VEL_ARITHMETIC_KERNELS(X)                                                                                     \
     /* Pixels of the low 3 bytes, or all 4 bytes, of `word` in memory order. */                                       \
     X(void, FillRow24, (uint8_t * dst, size_t pixels, uint32_t word))                                                 \
@@ -53,8 +62,8 @@ struct SumTable {
     X(void, ScaleIntTo8, (uint8_t * dst, const uint8_t* src, size_t pixels, float factor, float offset))              \
     X(void, ScaleIntToInt, (uint8_t * dst, const uint8_t* src, size_t pixels, float factor, float offset))            \
     X(void, ScaleByteToInt, (uint8_t * dst, const uint8_t* src, size_t pixels, float factor, float offset))           \
-    /* int32 * factor in double precision, truncated (NaN gives 0), plus offset, clamped to 0..255. */                \
-    X(void, ScaleOffsetIntTo8, (uint8_t * dst, const uint8_t* src, size_t pixels, double factor, int offset))
+    /* int32 values by the scale (a product that is NaN counts as 0), clamped to 0..255. */                           \
+    X(void, ScaleOffsetIntTo8, (uint8_t * dst, const uint8_t* src, size_t pixels, const OffsetScale* scale))
 
 VEL_KERNEL_FAMILY(Arithmetic, VEL_ARITHMETIC_KERNELS)
 

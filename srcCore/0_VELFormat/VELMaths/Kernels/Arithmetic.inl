@@ -461,12 +461,29 @@ static void ScaleByteToInt(uint8_t* dst, const uint8_t* src, size_t pixels, floa
 }
 
 // ---------------------------------------------------------------------------------------------------------------
-// Double precision
+// Truncated products and an offset
+
+#if VEL_VECTOR
+// The offset added and the sums narrowed, four vectors of integers to one of bytes. What 16 bits cut off stays outside
+// 0 to 255 with an offset within 32000.
+template <class Ints>
+static inline void MapWithOffset(uint8_t* dst, const uint8_t* src, size_t pixels, int offset, const Ints& ints) {
+    const Bytes raise = Splat16(offset);
+    const auto raised = [&](Bytes a, Bytes b) {
+        return VEL_BYTES_OP(adds_epi16)(VEL_BYTES_OP(packs_epi32)(a, b), raise);
+    };
+    MapToBytes(dst, src, pixels, 4, 0, [&](const uint8_t* p) {
+        const Bytes low = raised(ints(p), ints(p + kVectorBytes));
+        const Bytes high = raised(ints(p + 2 * kVectorBytes), ints(p + 3 * kVectorBytes));
+        return InMemoryOrder(VEL_BYTES_OP(packus_epi16)(low, high));
+    });
+}
+#endif
 
 #if VEL_AVX2
 static constexpr int kTowardsZero = _MM_FROUND_TO_ZERO | _MM_FROUND_NO_EXC;
 
-// Half as many integers as a vector of bytes has lanes of 4, times a factor, in double precision.
+// Half as many integers as a vector of bytes has lanes of 4, in double precision.
 #if VEL_AVX512
 typedef __m512d Doubles;
 #define VEL_DOUBLES_OP(name) VEL_JOIN(_mm512_, name)
@@ -489,22 +506,14 @@ static inline Bytes JoinInts(__m128i low, __m128i high) {
 }
 #endif
 
-// For factors that keep an int32 an int32, and offsets that 16-bit arithmetic can saturate: what is cut off at 16 bits
-// stays outside 0 to 255.
+// For factors that keep an int32 an int32.
 static inline void ScaleSmall(uint8_t* dst, const uint8_t* src, size_t pixels, double factor, int offset) {
     const Doubles f = VEL_DOUBLES_OP(set1_pd)(factor);
-    const auto ints = [&](const uint8_t* p) {
+    MapWithOffset(dst, src, pixels, offset, [&](const uint8_t* p) {
         const auto half = [&](const uint8_t* q) {
             return VEL_DOUBLES_OP(cvttpd_epi32)(VEL_DOUBLES_OP(mul_pd)(DoublesOf(q), f));
         };
         return JoinInts(half(p), half(p + kVectorBytes / 2));
-    };
-    MapToBytes(dst, src, pixels, 4, 0, [&](const uint8_t* p) {
-        const auto raised = [&](Bytes a, Bytes b) {
-            return VEL_BYTES_OP(adds_epi16)(VEL_BYTES_OP(packs_epi32)(a, b), Splat16(offset));
-        };
-        return InMemoryOrder(VEL_BYTES_OP(packus_epi16)(
-            raised(ints(p), ints(p + kVectorBytes)), raised(ints(p + 2 * kVectorBytes), ints(p + 3 * kVectorBytes))));
     });
 }
 
@@ -526,7 +535,18 @@ static inline void ScaleFinite(uint8_t* dst, const uint8_t* src, size_t pixels, 
 }
 #endif
 
-static void ScaleOffsetIntTo8(uint8_t* dst, const uint8_t* src, size_t pixels, double factor, int offset) {
+static void ScaleOffsetIntTo8(uint8_t* dst, const uint8_t* src, size_t pixels, const OffsetScale* scale) {
+    const double factor = scale->factor;
+    const int offset = scale->offset;
+#if VEL_VECTOR
+    if (scale->single != 0) {
+        const Floats f = SplatFloat(scale->single);
+        MapWithOffset(dst, src, pixels, offset, [&](const uint8_t* p) {
+            return VEL_BYTES_OP(cvttps_epi32)(Multiply(FloatsOf(LoadBytes(p)), f));
+        });
+        return;
+    }
+#endif
 #if VEL_AVX2
     if (factor > -1 && factor <= 1 && offset >= -32000 && offset <= 32000) {
         ScaleSmall(dst, src, pixels, factor, offset);
