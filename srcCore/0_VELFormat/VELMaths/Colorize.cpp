@@ -70,12 +70,16 @@ void TintIndexes(const ImageView& view, const vel::TintTable& tints, int weight)
     vel::MapIndexRows(view, table);
 }
 
-void TintRow(uint8_t* row, const ImageView& view, const vel::TintTable& tints, int weight) {
+void TintColours(const ImageView& view, const vel::TintTable& tints, int weight) {
     const auto& kernels = vel::Kernels().Colour();
-    if (weight == kFullWeight) {
-        (view.HasAlpha() ? kernels.TintRow32 : kernels.TintRow24)(row, view.width, &tints);
-    } else {
-        (view.HasAlpha() ? kernels.BlendTintRow32 : kernels.BlendTintRow24)(row, view.width, &tints, weight);
+    const auto tint = view.HasAlpha() ? kernels.TintRow32 : kernels.TintRow24;
+    const auto blend = view.HasAlpha() ? kernels.BlendTintRow32 : kernels.BlendTintRow24;
+    for (uint32_t y = 0; y < view.height; ++y) {
+        if (weight == kFullWeight) {
+            tint(view.Row(y), view.width, &tints);
+        } else {
+            blend(view.Row(y), view.width, &tints, weight);
+        }
     }
 }
 
@@ -89,8 +93,6 @@ HRESULT CVELColorTransform::Colorize(IVEL* image, unsigned char hue, unsigned ch
     vel::TintTable tints;
     FillTints(hue, saturation, tints);
     if (view.Indexed()) TintIndexes(view, tints, weight);
-    if (view.Coloured()) {
-        for (uint32_t y = 0; y < view.height; ++y) TintRow(view.Row(y), view, tints, weight);
-    }
+    if (view.Coloured()) TintColours(view, tints, weight);
     return S_OK;
 }

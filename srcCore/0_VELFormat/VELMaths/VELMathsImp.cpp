@@ -57,18 +57,22 @@ HRESULT CVELMaths::CreateDestImage(IVEL** result, IVEL* model, int bitsPerPixel,
 namespace {
 
 // Conversions that Copy knows, of `pixels` pixels of one row.
-using CopyRow = void (*)(uint8_t* dst, const uint8_t* src, size_t pixels);
+using CopyRow = void (*)(const vel::KernelSet& kernels, uint8_t* dst, const uint8_t* src, size_t pixels);
 
-void GreyTo24(uint8_t* dst, const uint8_t* src, size_t pixels) { vel::Kernels().Move().GreyTo24(dst, src, pixels); }
-void GreyTo32(uint8_t* dst, const uint8_t* src, size_t pixels) { vel::Kernels().Move().GreyTo32(dst, src, pixels); }
-void DropAlpha(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    vel::Kernels().Arithmetic().PackRow32To24(dst, src, pixels);
+void GreyTo24(const vel::KernelSet& kernels, uint8_t* dst, const uint8_t* src, size_t pixels) {
+    kernels.Move().GreyTo24(dst, src, pixels);
 }
-void WordsToBgr(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    vel::Kernels().Arithmetic().WordRow16To24(dst, src, pixels, 0);
+void GreyTo32(const vel::KernelSet& kernels, uint8_t* dst, const uint8_t* src, size_t pixels) {
+    kernels.Move().GreyTo32(dst, src, pixels);
 }
-void WordsToRgb(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    vel::Kernels().Arithmetic().WordRow16To24(dst, src, pixels, 1);
+void DropAlpha(const vel::KernelSet& kernels, uint8_t* dst, const uint8_t* src, size_t pixels) {
+    kernels.Arithmetic().PackRow32To24(dst, src, pixels);
+}
+void WordsToBgr(const vel::KernelSet& kernels, uint8_t* dst, const uint8_t* src, size_t pixels) {
+    kernels.Arithmetic().WordRow16To24(dst, src, pixels, 0);
+}
+void WordsToRgb(const vel::KernelSet& kernels, uint8_t* dst, const uint8_t* src, size_t pixels) {
+    kernels.Arithmetic().WordRow16To24(dst, src, pixels, 1);
 }
 
 struct Conversion {
@@ -118,8 +122,9 @@ HRESULT CVELMaths::Copy(IVEL* destination, IVEL* source, IVEL* /*unused*/, int x
     if (!conversion.row || !drawable) return conversion.result;
     // Words are addressed by whole words, so half a word of an odd stride is lost.
     const int64_t pitch = from.bitsPerPixel == 16 ? int64_t{from.stride / 2} * 2 : from.stride;
+    const vel::KernelSet& kernels = vel::Kernels();
     for (uint32_t r = 0; r < part.height; ++r) {
-        conversion.row(to.Row(int64_t{top} + r) + indent, from.bits + r * pitch, part.width);
+        conversion.row(kernels, to.Row(int64_t{top} + r) + indent, from.bits + r * pitch, part.width);
     }
     return conversion.result;
 }
@@ -142,13 +147,13 @@ public:
     // dst = src where selected. A mask among the wider pixels that it selects sees those before it changed, so it
     // goes one pixel at a time.
     void Store(uint8_t* dst, const uint8_t* src, const uint8_t* mask, size_t pixels, size_t pixelBytes) const {
-        const auto& kernels = vel::Kernels().Arithmetic();
         InParts(pixels, m_ownPixels && pixelBytes > 1 ? 1 : pixels, [&](size_t i, size_t count) {
-            kernels.StoreMaskedRow(dst + i * pixelBytes, src + i * pixelBytes, mask + i, count, pixelBytes);
+            m_kernels.StoreMaskedRow(dst + i * pixelBytes, src + i * pixelBytes, mask + i, count, pixelBytes);
         });
     }
 
 private:
+    const vel::ArithmeticKernels& m_kernels = vel::Kernels().Arithmetic();
     ImageView m_view;
     RowRuns m_rows;
     bool m_ownPixels;
@@ -186,8 +191,7 @@ FillPlan FillPlanOf(const ImageView& view, uint32_t value) {
     return plan;
 }
 
-void FillPixels(uint8_t* dst, size_t pixels, const FillPlan& plan) {
-    const auto& kernels = vel::Kernels().Arithmetic();
+void FillPixels(const vel::ArithmeticKernels& kernels, uint8_t* dst, size_t pixels, const FillPlan& plan) {
     switch (plan.pixelBytes) {
         case 1: std::memset(dst, static_cast<uint8_t>(plan.word), pixels); break;
         case 3: kernels.FillRow24(dst, pixels, plan.word); break;
@@ -198,12 +202,13 @@ void FillPixels(uint8_t* dst, size_t pixels, const FillPlan& plan) {
 HRESULT FillPlane(const ImageView& view, IVEL* mask, uint32_t value) {
     const FillPlan plan = FillPlanOf(view, value);
     if (plan.pixelBytes == 0 || view.Empty()) return S_OK;
+    const auto& kernels = vel::Kernels().Arithmetic();
     const Extent extent = {view.width, view.height};
     RowRuns rows(view, size_t{view.width} * plan.pixelBytes, view.height, plan.pitch);
     if (!rows.Ready()) return E_FAIL;
     if (!mask || !plan.maskable) {
         for (uint32_t y = 0; y < view.height; ++y) {
-            FillPixels(rows.Open(y), view.width, plan);
+            FillPixels(kernels, rows.Open(y), view.width, plan);
             rows.Store(y);
         }
         return S_OK;
@@ -212,7 +217,7 @@ HRESULT FillPlane(const ImageView& view, IVEL* mask, uint32_t value) {
     if (!selection.Ready()) return E_FAIL;
     constexpr size_t kPart = kPartBytes / 4;
     uint8_t pattern[kPartBytes];
-    FillPixels(pattern, kPart, plan);
+    FillPixels(kernels, pattern, kPart, plan);
     for (uint32_t y = 0; y < view.height; ++y) {
         uint8_t* row = rows.Open(y);
         const uint8_t* selected = selection.Row(y);
@@ -365,11 +370,12 @@ HRESULT CVELMaths::Subtract(IVEL* destination, IVEL* minuend, IVEL* subtrahend, 
 namespace {
 
 struct Weights {
+    const vel::ArithmeticKernels& kernels;
     float first, second, offset;
 };
 
 void Weigh(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t bytes, const Weights& w) {
-    vel::Kernels().Arithmetic().WeightedRow(dst, first, second, bytes, w.first, w.second, w.offset);
+    w.kernels.WeightedRow(dst, first, second, bytes, w.first, w.second, w.offset);
 }
 
 // All bytes of the selected pixels.
@@ -387,12 +393,11 @@ void WeighMasked(uint8_t* dst, const uint8_t* first, const uint8_t* second, cons
 // byte of the destination is kept. `selection` may be null.
 void WeighMixed(uint8_t* dst, size_t dstStep, const uint8_t* first, size_t firstStep, const uint8_t* second,
                 size_t secondStep, const uint8_t* mask, const Mask* selection, size_t pixels, const Weights& w) {
-    const auto& kernels = vel::Kernels().Arithmetic();
     uint8_t firstColours[kPartBytes], secondColours[kPartBytes], sums[kPartBytes], merged[kPartBytes];
     InParts(pixels, kPartBytes / 4, [&](size_t i, size_t count) {
         const auto colours = [&](const uint8_t* row, size_t step, uint8_t* buffer) {
             if (step == 3) return row + i * 3;
-            kernels.PackRow32To24(buffer, row + i * 4, count);
+            w.kernels.PackRow32To24(buffer, row + i * 4, count);
             return static_cast<const uint8_t*>(buffer);
         };
         const uint8_t* a = colours(first, firstStep, firstColours);
@@ -404,12 +409,12 @@ void WeighMixed(uint8_t* dst, size_t dstStep, const uint8_t* first, size_t first
         }
         Weigh(sums, a, b, count * 3, w);
         if (!selection) {
-            kernels.ColourIntoRow32(target, sums, count);
+            w.kernels.ColourIntoRow32(target, sums, count);
         } else if (dstStep == 3) {
             selection->Store(target, sums, mask + i, count, 3);
         } else {
             std::memcpy(merged, target, count * 4);
-            kernels.ColourIntoRow32(merged, sums, count);
+            w.kernels.ColourIntoRow32(merged, sums, count);
             selection->Store(target, merged, mask + i, count, 4);
         }
     });
@@ -432,13 +437,13 @@ HRESULT CVELMaths::AddScale(IVEL* destination, IVEL* first, IVEL* second, IVEL* 
         return !mixed ? view.PixelBytes() : view.bitsPerPixel > 24 ? 4 : 3;
     };
     const size_t width = extent.width;
-    if (step(to) == 0) return result;
+    if (step(to) == 0 || step(to) > kPartBytes) return result;  // no whole byte, or no depth that images have
     RowRuns aRows(a, width * step(a), extent.height), bRows(b, width * step(b), extent.height);
     RowRuns toRows(to, width * step(to), extent.height);
     std::optional<Mask> selection;
     if (mask) selection.emplace(mask, extent, to);
     if (!aRows.Ready() || !bRows.Ready() || !toRows.Ready() || (selection && !selection->Ready())) return E_FAIL;
-    const Weights weights = {firstFactor, secondFactor, offset};
+    const Weights weights = {vel::Kernels().Arithmetic(), firstFactor, secondFactor, offset};
     for (uint32_t y = 0; y < extent.height; ++y) {
         uint8_t* row = toRows.Open(y);
         const uint8_t* selected = selection ? selection->Row(y) : nullptr;
