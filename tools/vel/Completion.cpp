@@ -132,7 +132,8 @@ Candidates After(const Words& before) {
     } else if (command == "recipe" && rest[0] == "make") {
         return AfterRun(Words(rest.begin() + 1, rest.end()));
     } else if (const Command* known = FindCommand(command)) {
-        candidates.files = command == "info" || command == "compare" || command == "recipe" || command == "man";
+        candidates.files = command == "info" || command == "compare" || command == "recipe" || command == "man" ||
+                           command == "gallery" || command == "manual";
         for (const auto& [option, text] : known->options) {
             const std::string names(option, std::strcspn(option, " "));
             candidates.Add(names.substr(names.rfind("--")), text);

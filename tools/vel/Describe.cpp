@@ -28,8 +28,12 @@ std::string Placeholder(const Parameter& parameter) {
 
 std::string ParameterText(const Parameter& parameter) {
     std::string text = parameter.doc;
-    if (parameter.type != ValueType::Boolean && parameter.type != ValueType::Enumeration) {
-        text += "; " + velhost::AllowedText(parameter);
+    switch (parameter.type) {
+        case ValueType::Boolean:
+        case ValueType::Enumeration:  // the choices are listed
+        case ValueType::Table:
+        case ValueType::Kernel: break;  // the doc tells the forms
+        default: text += "; " + velhost::AllowedText(parameter);
     }
     if (!parameter.unit.empty()) text += "; in " + parameter.unit;
     if (parameter.type == ValueType::Boolean) {

@@ -37,7 +37,7 @@ void DeclareRunOptions(CLI::App* app, RunOptions* options, RunTexts* texts) {
     app->add_flag("--in-place", options->inPlace, "write each result over its input");
     app->add_flag("--overwrite", options->overwrite, "replace outputs that exist");
     app->add_option("--as", options->save.format, "format of the output, whatever its name")->type_name("FORMAT");
-    app->add_option("--quality", options->save.quality, "1 to 100, for jpeg and lossy webp")
+    app->add_option("--quality", options->save.quality, "1 to 100, for jpeg and lossy webp; default 90")
         ->type_name("N")
         ->check(CLI::Range(1, 100));
     app->add_flag("--lossy{false}", options->save.lossless, "webp: lossy, with --quality");
@@ -285,8 +285,9 @@ std::vector<OptionText> RunOptionTexts() {
         std::string names;
         for (const std::string& name : option->get_snames()) names.append("-").append(name).append(",");
         names += "--" + option->get_lnames().front();
-        list.push_back(
-            {names, option->get_expected_min() == 0 ? "" : option->get_type_name(), option->get_description()});
+        // Checks add their own words after a colon.
+        const std::string value = option->get_expected_min() == 0 ? "" : option->get_type_name();
+        list.push_back({names, value.substr(0, value.find(':')), option->get_description()});
     }
     return list;
 }

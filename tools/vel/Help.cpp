@@ -75,9 +75,8 @@ void PrintGeneral() {
     Entry("vel OP [--param value]... -i IN... -o OUT", "one operation", 46);
     Entry("vel run STEP [+ STEP]... -i IN... -o OUT", "a chain of operations", 46);
     Heading("Commands");
-    for (const Command& command : Commands()) {
-        Entry(std::string(command.name) + " " + command.synopsis, command.summary, 46);
-    }
+    for (const Command& command : Commands()) Entry(command.name, command.summary, 14);
+    std::printf("  vel help COMMAND tells more of each.\n");
     PrintRunOptions();
     Heading("Examples");
     std::printf(
