@@ -250,6 +250,7 @@ Operation SetImageAlphaTransparency() {
 Operation SetImageTransparentPixel() {
     RuleCard card = AlphaCard();
     card.alpha = "0 where the colour equals the key, kept elsewhere";
+    card.rounding = card.saturation = "none needed";
     Operation op = Base("set-image-transparent-pixel", "SetImageTransparentPixel",
                         "Make one colour transparent and leave all other pixels alone",
                         "The key must match exactly. Colours stay as they are.", std::move(card));
