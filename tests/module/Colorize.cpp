@@ -46,8 +46,9 @@ TEST_F(Colorize, BlendOf0_999MixesWith255To1) {
     // (255, 255, 255) stays white as a lightness of 255, so take a grey: full red of lightness 128 and one part of old.
     const uint32_t full = ref::HSLtoRGB(ref::ColourOf(128, 255, 0, 0));
     const auto mixed = [](uint32_t was, uint32_t becomes) { return (was * 1 + becomes * 255) >> 8; };
-    EXPECT_EQ(One(128, 128, 128, 0, 255, 0.999f),
-              ref::ColourOf(mixed(128, ref::BlueOf(full)), mixed(128, ref::GreenOf(full)), mixed(128, ref::RedOf(full)), 0));
+    EXPECT_EQ(
+        One(128, 128, 128, 0, 255, 0.999f),
+        ref::ColourOf(mixed(128, ref::BlueOf(full)), mixed(128, ref::GreenOf(full)), mixed(128, ref::RedOf(full)), 0));
 }
 
 TEST_F(Colorize, BlendOf0OrLessLeavesEveryImage) {
@@ -160,14 +161,17 @@ TEST_F(Colorize, EveryConversionOfASampleOfHuesAndSaturations) {
 TEST_F(Colorize, AgainstReference) {
     RandomCases(800, [&](test::Random& random) {
         const ref::Image before = test::RandomImage(random);
-        const uint8_t hue = random.Byte(), saturation = random.Chance(15) ? random.Pick<uint8_t>({0, 1, 255}) : random.Byte();
-        const float blend = random.Chance(30) ? random.Pick({0.0f, 1.0f, 0.999f, 0.9990001f, 0.5f, -1.0f, 2.0f, 1.0f / 256})
-                                              : static_cast<float>(random.Real(-0.1, 1.1));
+        const uint8_t hue = random.Byte(),
+                      saturation = random.Chance(15) ? random.Pick<uint8_t>({0, 1, 255}) : random.Byte();
+        const float blend = random.Chance(30)
+                                ? random.Pick({0.0f, 1.0f, 0.999f, 0.9990001f, 0.5f, -1.0f, 2.0f, 1.0f / 256})
+                                : static_cast<float>(random.Real(-0.1, 1.1));
         SCOPED_TRACE(testing::Message() << test::Describe(before) << ", hue " << int{hue} << ", saturation "
                                         << int{saturation} << ", blend " << blend);
         const auto image = TestImage::New(before, static_cast<size_t>(random.Int(0, 7)));
         ref::Image expected = before;
-        EXPECT_EQ(colour->Colorize(image.Get(), hue, saturation, blend), ref::Colorize(expected, hue, saturation, blend));
+        EXPECT_EQ(colour->Colorize(image.Get(), hue, saturation, blend),
+                  ref::Colorize(expected, hue, saturation, blend));
         EXPECT_TRUE(SameBytes(expected, image));
         EXPECT_EQ(image->Count(), 1u);
     });

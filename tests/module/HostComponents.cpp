@@ -143,13 +143,11 @@ protected:
     }
     SmartPtr<ICreatableString> String() {
         using Function = ICreatableString* (*)();
-        return SmartPtr<ICreatableString>::Adopt(
-            reinterpret_cast<Function>(module->Symbol("Internal_CreateString"))());
+        return SmartPtr<ICreatableString>::Adopt(reinterpret_cast<Function>(module->Symbol("Internal_CreateString"))());
     }
     SmartPtr<IVELImageDIB> Image() {
         using Function = IVELImageDIB* (*)();
-        return SmartPtr<IVELImageDIB>::Adopt(
-            reinterpret_cast<Function>(module->Symbol("Internal_CreateImageDIB"))());
+        return SmartPtr<IVELImageDIB>::Adopt(reinterpret_cast<Function>(module->Symbol("Internal_CreateImageDIB"))());
     }
     FactoryFunction Factory(const std::wstring& moduleName, const std::wstring& object) {
         using Function = FactoryFunction (*)(tagREFString, tagREFString);
@@ -479,7 +477,7 @@ TEST_F(HostComponents, EveryRefusalOnTheWayToAnImageEndsInNullAndIsForgotten) {
 TEST_F(HostComponents, WhatTheHostThrowsOnTheWayToAnImagePassesThroughAndNothingLeaks) {
     Give();
     const std::pair<Call, int> calls[] = {{Call::CreateObject, 0}, {Call::CreateInstance, 0}, {Call::Append, 0},
-                                          {Call::Append, 10}, {Call::GetString, 0}, {Call::FindComponent, 0},
+                                          {Call::Append, 10},      {Call::GetString, 0},      {Call::FindComponent, 0},
                                           {Call::GetComponent, 0}, {Call::CreateInstance, 1}};
     int kept = LiveObjects();
     for (const auto& [call, before] : calls) {

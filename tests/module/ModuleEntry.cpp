@@ -244,9 +244,20 @@ TEST_F(ModuleEntry, UnloadReleasesTheCollection) {
 // Identifiers as the loaded module holds them
 
 TEST_F(ModuleEntry, IdentifiersAreFilledAtLoad) {
-    const char* const names[] = {"IComponentCollection", "IComponentString", "ICreatableString", "IObjectInfo",
-                                 "IString", "ITransform", "IVEL", "IVELImage", "IVELImageDIB", "IVELImagePalette",
-                                 "IVELColorTransform", "IVELFilterTransform", "IVELDeform", "IVELTransform",
+    const char* const names[] = {"IComponentCollection",
+                                 "IComponentString",
+                                 "ICreatableString",
+                                 "IObjectInfo",
+                                 "IString",
+                                 "ITransform",
+                                 "IVEL",
+                                 "IVELImage",
+                                 "IVELImageDIB",
+                                 "IVELImagePalette",
+                                 "IVELColorTransform",
+                                 "IVELFilterTransform",
+                                 "IVELDeform",
+                                 "IVELTransform",
                                  "IVELMaths"};
     for (const char* name : names) {
         const auto* iid = static_cast<const IID*>(module->Symbol((std::string("IID_") + name).c_str()));

@@ -192,11 +192,10 @@ TEST_F(PointColour, GrayScaleAt8BitsReadsTwoBytesOfTheRowsPadding) {
     const auto image = TestImage::New(ImageOf(5, 8, ref::kMono, {{1, 2, 3, 4, 5, 100, 200}, {9, 8, 7, 6, 5}}));
     ASSERT_EQ(colour->GrayScale(image.Get()), S_OK);
     const auto luma = [](int a, int b, int c) { return (117 * a + 601 * b + 306 * c) >> 10; };
-    EXPECT_TRUE(SamePixels(
-        ImageOf(5, 8, ref::kMono,
-                {{luma(1, 2, 3), luma(2, 3, 4), luma(3, 4, 5), luma(4, 5, 100), luma(5, 100, 200)},
-                 {luma(9, 8, 7), luma(8, 7, 6), luma(7, 6, 5), luma(6, 5, 0), luma(5, 0, 0)}}),
-        image));
+    EXPECT_TRUE(SamePixels(ImageOf(5, 8, ref::kMono,
+                                   {{luma(1, 2, 3), luma(2, 3, 4), luma(3, 4, 5), luma(4, 5, 100), luma(5, 100, 200)},
+                                    {luma(9, 8, 7), luma(8, 7, 6), luma(7, 6, 5), luma(6, 5, 0), luma(5, 0, 0)}}),
+                           image));
 }
 
 TEST_F(PointColour, GrayScaleAt8BitsOfTightNarrowRowsReadsTheNextRowsInMemory) {
@@ -256,8 +255,9 @@ TEST_F(PointColour, ThresholdGoesOnWhereNoGreyImageCouldBeMade) {
     collection->refuseImages = true;
     RandomCases(40, [&](test::Random& random) {
         const int level = random.Int(0, 255);
-        Compare(random, [&](IVEL* image) { return colour->Threshold(image, level); },
-                [&](ref::Image& image) { return ref::Threshold(image, level, false); });
+        Compare(
+            random, [&](IVEL* image) { return colour->Threshold(image, level); },
+            [&](ref::Image& image) { return ref::Threshold(image, level, false); });
     });
 }
 
@@ -404,7 +404,8 @@ TEST_F(PointColour, OddDepthsDoNotCrash) {
 
 TEST_F(PointColour, NegativeAgainstReference) {
     RandomCases(500, [&](test::Random& random) {
-        Compare(random, [&](IVEL* image) { return colour->Negative(image); }, ref::Negative);
+        Compare(
+            random, [&](IVEL* image) { return colour->Negative(image); }, ref::Negative);
     });
 }
 
@@ -412,14 +413,16 @@ TEST_F(PointColour, LutAgainstReference) {
     RandomCases(500, [&](test::Random& random) {
         unsigned char table[256];
         for (unsigned char& entry : table) entry = random.Byte();
-        Compare(random, [&](IVEL* image) { return colour->Lut(image, table); },
-                [&](ref::Image& image) { return ref::Lut(image, table); });
+        Compare(
+            random, [&](IVEL* image) { return colour->Lut(image, table); },
+            [&](ref::Image& image) { return ref::Lut(image, table); });
     });
 }
 
 TEST_F(PointColour, GrayScaleAgainstReference) {
     RandomCases(600, [&](test::Random& random) {
-        CompareReplaced(random, [&](IVEL* image) { return colour->GrayScale(image); }, ref::GrayScale);
+        CompareReplaced(
+            random, [&](IVEL* image) { return colour->GrayScale(image); }, ref::GrayScale);
     });
 }
 
@@ -431,14 +434,25 @@ TEST_F(PointColour, ShiftRGBAgainstReference) {
         };
         const int red = shift(), green = shift(), blue = shift();
         SCOPED_TRACE(testing::Message() << "red " << red << ", green " << green << ", blue " << blue);
-        Compare(random, [&](IVEL* image) { return colour->ShiftRGB(image, red, green, blue); },
-                [&](ref::Image& image) { return ref::ShiftRGB(image, red, green, blue); });
+        Compare(
+            random, [&](IVEL* image) { return colour->ShiftRGB(image, red, green, blue); },
+            [&](ref::Image& image) { return ref::ShiftRGB(image, red, green, blue); });
     });
 }
 
 TEST_F(PointColour, GammaAgainstReference) {
-    const float extreme[] = {0.0f,  -0.0f, -1.0f, -2.5f, 1e-6f, 1e-3f, 1e6f, 1e30f, std::numeric_limits<float>::infinity(),
-                             -std::numeric_limits<float>::infinity(), std::nanf(""), 1e-45f};
+    const float extreme[] = {0.0f,
+                             -0.0f,
+                             -1.0f,
+                             -2.5f,
+                             1e-6f,
+                             1e-3f,
+                             1e6f,
+                             1e30f,
+                             std::numeric_limits<float>::infinity(),
+                             -std::numeric_limits<float>::infinity(),
+                             std::nanf(""),
+                             1e-45f};
     for (const float gamma : extreme) {
         SCOPED_TRACE(gamma);
         const auto image = TestImage::New(Ramp());
@@ -450,8 +464,9 @@ TEST_F(PointColour, GammaAgainstReference) {
     RandomCases(400, [&](test::Random& random) {
         const float gamma = static_cast<float>(random.Chance(50) ? random.Real(0.05, 5.0) : random.Int(1, 12) / 4.0);
         SCOPED_TRACE(gamma);
-        Compare(random, [&](IVEL* image) { return colour->Gamma(image, gamma); },
-                [&](ref::Image& image) { return ref::Gamma(image, gamma); });
+        Compare(
+            random, [&](IVEL* image) { return colour->Gamma(image, gamma); },
+            [&](ref::Image& image) { return ref::Gamma(image, gamma); });
     });
 }
 
@@ -463,8 +478,9 @@ TEST_F(PointColour, LightAgainstReference) {
         };
         const int brightness = value(), contrast = value();
         SCOPED_TRACE(testing::Message() << "brightness " << brightness << ", contrast " << contrast);
-        Compare(random, [&](IVEL* image) { return colour->Light(image, brightness, contrast); },
-                [&](ref::Image& image) { return ref::Light(image, brightness, contrast); });
+        Compare(
+            random, [&](IVEL* image) { return colour->Light(image, brightness, contrast); },
+            [&](ref::Image& image) { return ref::Light(image, brightness, contrast); });
         const auto image = TestImage::New(Ramp());
         ref::Image expected = Ramp();
         ref::Light(expected, brightness, contrast);
@@ -475,12 +491,14 @@ TEST_F(PointColour, LightAgainstReference) {
 
 TEST_F(PointColour, ThresholdAgainstReference) {
     RandomCases(600, [&](test::Random& random) {
-        const int level = random.Chance(15)
-                              ? random.Pick({INT32_MIN, INT32_MAX, -1, 0, 254, 255, 256, 715827882, 715827883, -715827883})
-                              : random.Int(-10, 260);
+        const int level =
+            random.Chance(15)
+                ? random.Pick({INT32_MIN, INT32_MAX, -1, 0, 254, 255, 256, 715827882, 715827883, -715827883})
+                : random.Int(-10, 260);
         SCOPED_TRACE(level);
-        CompareReplaced(random, [&](IVEL* image) { return colour->Threshold(image, level); },
-                        [&](ref::Image& image) { return ref::Threshold(image, level); });
+        CompareReplaced(
+            random, [&](IVEL* image) { return colour->Threshold(image, level); },
+            [&](ref::Image& image) { return ref::Threshold(image, level); });
     });
 }
 

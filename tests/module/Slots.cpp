@@ -93,8 +93,12 @@ void Lut(Place at) {
     for (int i = 0; i < 256; ++i) table[i] = static_cast<unsigned char>(i * 7 + 3);
     InPlace([&](IVEL* i) { return at(i, &table[0]); }, [&](ref::Image& i) { return ref::Lut(i, table); });
 }
-void Negative(Place at) { InPlace([&](IVEL* i) { return at(i); }, ref::Negative); }
-void GrayScale(Place at) { InPlace([&](IVEL* i) { return at(i); }, ref::GrayScale); }
+void Negative(Place at) {
+    InPlace([&](IVEL* i) { return at(i); }, ref::Negative);
+}
+void GrayScale(Place at) {
+    InPlace([&](IVEL* i) { return at(i); }, ref::GrayScale);
+}
 void ShiftRGB(Place at) {
     InPlace([&](IVEL* i) { return at(i, 10, -20, 30); }, [](ref::Image& i) { return ref::ShiftRGB(i, 10, -20, 30); });
 }
@@ -228,30 +232,32 @@ void Rotate4(Place at) {
 }
 void Quad(Place at) {
     const double corners[8] = {1, 1, 10, 2, 0, 7, 11, 8};
-    New([&](IVEL* s, IVEL** d) {
-            return at(s, d, 1.0, 1.0, 10.0, 2.0, 0.0, 7.0, 11.0, 8.0, 9u, 6u, static_cast<short>(1));
-        },
+    New([&](IVEL* s,
+            IVEL** d) { return at(s, d, 1.0, 1.0, 10.0, 2.0, 0.0, 7.0, 11.0, 8.0, 9u, 6u, static_cast<short>(1)); },
         [&](const ref::Image& s) { return ref::QuadRegion(s, corners, 9, 6, 1, kHost); });
 }
 void Transform(Place at) {
     Shift shift;
-    New([&](IVEL* s, IVEL** d) {
-            return at(static_cast<ITransform*>(&shift), s, d, 0, 0, 8u, 7u, static_cast<short>(0), static_cast<short>(0));
+    New(
+        [&](IVEL* s, IVEL** d) {
+            return at(static_cast<ITransform*>(&shift), s, d, 0, 0, 8u, 7u, static_cast<short>(0),
+                      static_cast<short>(0));
         },
         [](const ref::Image& s) { return ref::Transform(Shift::Map, s, 0, 0, 8, 7, kHost).image.value(); });
 }
 void TransformPaste(Place at) {
     Shift shift;
     const auto source = TestImage::New(Sample(8));
-    InPlace([&](IVEL* i) {
-                return at(static_cast<ITransform*>(&shift), static_cast<IVEL*>(source.Get()), i, 1, 2,
-                          static_cast<short>(0), static_cast<short>(0));
-            },
-            [](ref::Image& i) {
-                ref::TransformPaste(Shift::Map, Sample(8), i, 1, 2, 0);
-                return ref::kOk;
-            },
-            Sample(9));
+    InPlace(
+        [&](IVEL* i) {
+            return at(static_cast<ITransform*>(&shift), static_cast<IVEL*>(source.Get()), i, 1, 2,
+                      static_cast<short>(0), static_cast<short>(0));
+        },
+        [](ref::Image& i) {
+            ref::TransformPaste(Shift::Map, Sample(8), i, 1, 2, 0);
+            return ref::kOk;
+        },
+        Sample(9));
 }
 void FillVoids(Place at) {
     ref::Image holes = Sample(10);
@@ -274,27 +280,23 @@ void Copy(Place at) {
 }
 void AddScale(Place at) {
     const auto first = TestImage::New(Sample(14)), second = TestImage::New(Sample(15));
-    InPlace([&](IVEL* i) {
-                return at(i, static_cast<IVEL*>(first.Get()), static_cast<IVEL*>(second.Get()),
-                          static_cast<IVEL*>(nullptr), 0.5f, 0.25f, 3.0f);
-            },
-            [](ref::Image& i) { return ref::AddScale(i, Sample(14), Sample(15), nullptr, 0.5f, 0.25f, 3.0f); },
-            Sample(16));
+    InPlace(
+        [&](IVEL* i) {
+            return at(i, static_cast<IVEL*>(first.Get()), static_cast<IVEL*>(second.Get()), static_cast<IVEL*>(nullptr),
+                      0.5f, 0.25f, 3.0f);
+        },
+        [](ref::Image& i) { return ref::AddScale(i, Sample(14), Sample(15), nullptr, 0.5f, 0.25f, 3.0f); }, Sample(16));
 }
 void Scale(Place at) {
     const auto source = TestImage::New(Sample(17, 8, ref::kMono));
-    InPlace([&](IVEL* i) {
-                return at(i, static_cast<IVEL*>(source.Get()), static_cast<IVEL*>(nullptr), 0.5f, 3.0f);
-            },
+    InPlace([&](IVEL* i) { return at(i, static_cast<IVEL*>(source.Get()), static_cast<IVEL*>(nullptr), 0.5f, 3.0f); },
             [](ref::Image& i) { return ref::Scale(i, Sample(17, 8, ref::kMono), nullptr, 0.5f, 3.0f); },
             Sample(18, 8, ref::kMono));
 }
 void Subtract(Place at) {
     const auto first = TestImage::New(Sample(19, 8, ref::kMono)), second = TestImage::New(Sample(20, 8, ref::kMono));
     InPlace([&](IVEL* i) { return at(i, static_cast<IVEL*>(first.Get()), static_cast<IVEL*>(second.Get()), 0); },
-            [](ref::Image& i) {
-                return ref::Subtract(i, Sample(19, 8, ref::kMono), Sample(20, 8, ref::kMono), 0);
-            },
+            [](ref::Image& i) { return ref::Subtract(i, Sample(19, 8, ref::kMono), Sample(20, 8, ref::kMono), 0); },
             Sample(21, 8, ref::kMono));
 }
 void CreateDestImage(Place at) {
@@ -330,7 +332,8 @@ struct Operation {
     const char* name;
     void (*check)(Place);
 };
-#define VEL_OPERATION(name) {#name, name}
+#define VEL_OPERATION(name) \
+    { #name, name }
 
 struct Table {
     const wchar_t* object;
@@ -339,17 +342,26 @@ struct Table {
     std::vector<Operation> byClass;      // from slot 7
 };
 
-const std::vector<Operation> kColour = {
-    VEL_OPERATION(Colorize), VEL_OPERATION(Lut), VEL_OPERATION(Negative), VEL_OPERATION(GrayScale),
-    VEL_OPERATION(ShiftRGB), VEL_OPERATION(Gamma), VEL_OPERATION(Light), VEL_OPERATION(SetImageAlpha),
-    VEL_OPERATION(SetImageAlphaTransparency), VEL_OPERATION(SetImageTransparentPixel), VEL_OPERATION(Threshold)};
-const std::vector<Operation> kArithmetic = {
-    VEL_OPERATION(Equal), VEL_OPERATION(Copy), VEL_OPERATION(AddScale), VEL_OPERATION(Scale),
-    VEL_OPERATION(Subtract), VEL_OPERATION(CreateDestImage), VEL_OPERATION(Add), VEL_OPERATION(Scale8)};
+const std::vector<Operation> kColour = {VEL_OPERATION(Colorize),
+                                        VEL_OPERATION(Lut),
+                                        VEL_OPERATION(Negative),
+                                        VEL_OPERATION(GrayScale),
+                                        VEL_OPERATION(ShiftRGB),
+                                        VEL_OPERATION(Gamma),
+                                        VEL_OPERATION(Light),
+                                        VEL_OPERATION(SetImageAlpha),
+                                        VEL_OPERATION(SetImageAlphaTransparency),
+                                        VEL_OPERATION(SetImageTransparentPixel),
+                                        VEL_OPERATION(Threshold)};
+const std::vector<Operation> kArithmetic = {VEL_OPERATION(Equal),    VEL_OPERATION(Copy),
+                                            VEL_OPERATION(AddScale), VEL_OPERATION(Scale),
+                                            VEL_OPERATION(Subtract), VEL_OPERATION(CreateDestImage),
+                                            VEL_OPERATION(Add),      VEL_OPERATION(Scale8)};
 
 const Table kTables[] = {
     {L"VELColorTransform", "IVELColorTransform", kColour, kColour},
-    {L"VELFilterTransform", "IVELFilterTransform",
+    {L"VELFilterTransform",
+     "IVELFilterTransform",
      {VEL_OPERATION(Erode), VEL_OPERATION(Edge), VEL_OPERATION(Dilate), VEL_OPERATION(Filter), VEL_OPERATION(Contour),
       VEL_OPERATION(Jitter), VEL_OPERATION(Noise), VEL_OPERATION(Median), VEL_OPERATION(Emboss), VEL_OPERATION(Blur),
       VEL_OPERATION(Soften), VEL_OPERATION(Sharpen), VEL_OPERATION(GaussianBlur)},
@@ -357,7 +369,8 @@ const Table kTables[] = {
       VEL_OPERATION(Emboss), VEL_OPERATION(Median), VEL_OPERATION(Noise), VEL_OPERATION(Jitter), VEL_OPERATION(Contour),
       VEL_OPERATION(Filter), VEL_OPERATION(Dilate), VEL_OPERATION(Edge), VEL_OPERATION(Erode), VEL_OPERATION(Kernel)}},
     {L"VELDeform", "IVELDeform", {VEL_OPERATION(CircleTransform)}, {VEL_OPERATION(CircleTransform)}},
-    {L"VELTransform", "IVELTransform",
+    {L"VELTransform",
+     "IVELTransform",
      {VEL_OPERATION(Flip), VEL_OPERATION(Mirror), VEL_OPERATION(Rotate), VEL_OPERATION(Skew), VEL_OPERATION(Resample),
       VEL_OPERATION(IncreaseBpp), VEL_OPERATION(RotatePaste), VEL_OPERATION(FlipBits), VEL_OPERATION(Quad),
       VEL_OPERATION(Transform), VEL_OPERATION(TransformPaste)},

@@ -57,8 +57,7 @@ void WriteIndex(Image& image, int64_t x, int64_t y, int index, uint32_t plane) {
 uint32_t GetPixelColor(const Image& image, int64_t x, int64_t y, uint32_t plane) {
     if (image.width == 0 || image.height == 0) return 0;
     const bool pixels = plane < image.store.size();
-    const bool inside =
-        x >= 0 && x < image.width && y >= 0 && y < image.height && pixels;
+    const bool inside = x >= 0 && x < image.width && y >= 0 && y < image.height && pixels;
     if (!inside) {
         if (!pixels) return 0x01000000;
         return (GetPixelColor(image, 0, 0, plane) & 0x00FFFFFF) | 0x01000000;
@@ -91,7 +90,8 @@ void FillColor(Image& image, uint32_t colour) {
         for (uint32_t y = 0; y < image.height; ++y) {
             for (uint32_t x = 0; x < image.width; ++x) {
                 if (image.bitsPerPixel == 16) {
-                    const uint32_t word = BlueOf(colour) >> 3 | (GreenOf(colour) >> 2) << 5 | (RedOf(colour) >> 3) << 11;
+                    const uint32_t word =
+                        BlueOf(colour) >> 3 | (GreenOf(colour) >> 2) << 5 | (RedOf(colour) >> 3) << 11;
                     image.Put(y, int64_t{2} * x, static_cast<uint8_t>(word), plane);
                     image.Put(y, int64_t{2} * x + 1, static_cast<uint8_t>(word >> 8), plane);
                 } else {

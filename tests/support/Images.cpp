@@ -33,7 +33,8 @@ testing::AssertionResult SameShape(const ref::Image& expected, const ref::Image&
         return testing::AssertionSuccess();
     }
     return testing::AssertionFailure() << "expected " << Describe(expected) << " (" << expected.store.size()
-                                       << " stored), got " << Describe(actual) << " (" << actual.store.size() << " stored)";
+                                       << " stored), got " << Describe(actual) << " (" << actual.store.size()
+                                       << " stored)";
 }
 
 // Counts differences and remembers the first.
@@ -48,8 +49,8 @@ public:
     }
     testing::AssertionResult Result(const ref::Image& expected) const {
         if (m_count == 0) return testing::AssertionSuccess();
-        return testing::AssertionFailure() << Describe(expected) << ": " << m_count << " bytes differ, first "
-                                           << m_first.str();
+        return testing::AssertionFailure()
+               << Describe(expected) << ": " << m_count << " bytes differ, first " << m_first.str();
     }
 
 private:
@@ -73,8 +74,8 @@ void RandomCases(int rounds, const std::function<void(Random&)>& body) {
 
 uint32_t RandomSize(Random& random, uint32_t largest) {
     const uint32_t size = random.Chance(60)
-                              ? random.Pick<uint32_t>({1, 2, 3, 5, 7, 11, 13, 15, 16, 17, 31, 32, 33, 47, 61, 63, 64,
-                                                       65, 67, 97, 127, 128, 129, 131, 149})
+                              ? random.Pick<uint32_t>({1,  2,  3,  5,  7,  11, 13, 15,  16,  17,  31,  32, 33,
+                                                       47, 61, 63, 64, 65, 67, 97, 127, 128, 129, 131, 149})
                               : static_cast<uint32_t>(random.Int(1, static_cast<int>(largest)));
     return size <= largest ? size : static_cast<uint32_t>(random.Int(1, static_cast<int>(largest)));
 }
@@ -106,25 +107,27 @@ ref::Image RandomImage(Random& random, const ImageChoice& choice) {
     }
     uint32_t width = RandomSize(random, choice.largestWidth), height = RandomSize(random, choice.largestHeight);
     if (choice.zeroSizes && random.Chance(6)) (random.Chance(50) ? width : height) = 0;
-    const uint32_t planes =
-        choice.largestPlanes > 1 && random.Chance(10) ? static_cast<uint32_t>(random.Int(2, static_cast<int>(choice.largestPlanes))) : 1;
+    const uint32_t planes = choice.largestPlanes > 1 && random.Chance(10)
+                                ? static_cast<uint32_t>(random.Int(2, static_cast<int>(choice.largestPlanes)))
+                                : 1;
     return RandomImage(random, width, height, planes, bitsPerPixel, format);
 }
 
 ref::Image Relaid(Random& random, const ref::Image& image) {
-    ref::Image copy =
-        RandomImage(random, image.width, image.height, image.planes, image.bitsPerPixel, image.format);
+    ref::Image copy = RandomImage(random, image.width, image.height, image.planes, image.bitsPerPixel, image.format);
     copy.palette = image.palette;
     for (uint32_t plane = 0; plane < image.store.size(); ++plane) {
         for (uint32_t y = 0; y < image.height; ++y) {
-            for (int64_t i = 0; i < static_cast<int64_t>(image.RowBytes()); ++i) copy.Put(y, i, image.Get(y, i, plane), plane);
+            for (int64_t i = 0; i < static_cast<int64_t>(image.RowBytes()); ++i)
+                copy.Put(y, i, image.Get(y, i, plane), plane);
         }
     }
     return copy;
 }
 
 StoreRecipe RandomRecipe(Random& random) {
-    return {random.Pick({0, 0, 1, 3, 4, 16}), random.Chance(50), ref::kCreatedByte, static_cast<size_t>(random.Pick({0, 0, 1, 3, 8}))};
+    return {random.Pick({0, 0, 1, 3, 4, 16}), random.Chance(50), ref::kCreatedByte,
+            static_cast<size_t>(random.Pick({0, 0, 1, 3, 8}))};
 }
 
 std::string Describe(const ref::Image& image) {

@@ -23,11 +23,14 @@ public:
     uint64_t Bits() { return m_engine(); }
     // Both ends included.
     int Int(int low, int high) {
-        return static_cast<int>(low + static_cast<int64_t>(m_engine() % (static_cast<uint64_t>(int64_t{high} - low) + 1)));
+        return static_cast<int>(low +
+                                static_cast<int64_t>(m_engine() % (static_cast<uint64_t>(int64_t{high} - low) + 1)));
     }
     uint8_t Byte() { return static_cast<uint8_t>(m_engine() >> 56); }
     bool Chance(int percent) { return Int(1, 100) <= percent; }
-    double Real(double low, double high) { return low + (high - low) * static_cast<double>(m_engine() >> 11) * 0x1p-53; }
+    double Real(double low, double high) {
+        return low + (high - low) * static_cast<double>(m_engine() >> 11) * 0x1p-53;
+    }
     template <class T>
     T Pick(std::initializer_list<T> values) {
         return values.begin()[m_engine() % values.size()];

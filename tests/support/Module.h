@@ -60,7 +60,8 @@ template <class Result, class... Arguments>
 #if defined(__clang__)
 __attribute__((no_sanitize("function")))
 #endif
-Result CallSlot(void* part, int slot, Arguments... arguments) {
+Result
+CallSlot(void* part, int slot, Arguments... arguments) {
     void* const* table;
     std::memcpy(&table, part, sizeof table);
     using Function = Result (*)(void*, Arguments...);

@@ -271,7 +271,8 @@ HRESULT TestImage::FillColor(uint32_t colour) {
     ref::Image content = Content();
     ref::FillColor(content, colour);
     for (size_t plane = 0; plane < m_blocks.size(); ++plane) {
-        if (m_blocks[plane].Size()) std::memcpy(m_blocks[plane].Data(), content.store[plane].data(), m_blocks[plane].Size());
+        if (m_blocks[plane].Size())
+            std::memcpy(m_blocks[plane].Data(), content.store[plane].data(), m_blocks[plane].Size());
     }
     return S_OK;
 }

@@ -71,15 +71,28 @@ private:
 
 // How Create lays out a new store.
 struct StoreRecipe {
-    int32_t padding = 0;    // bytes of each row beyond the next multiple of 4
-    bool bottomUp = false;  // negative stride
+    int32_t padding = 0;               // bytes of each row beyond the next multiple of 4
+    bool bottomUp = false;             // negative stride
     uint8_t fill = ref::kCreatedByte;  // every byte of a new store
     size_t misalign = 0;
     bool strideInValues = false;  // GetBits answers the stride as a count of 32-bit values
 };
 
-enum class Call { GetSize, GetFormat, GetBits, Create, Assign, FillColor, CreateObject, FindComponent, GetComponent,
-                  CreateInstance, SetField, Append, GetString };
+enum class Call {
+    GetSize,
+    GetFormat,
+    GetBits,
+    Create,
+    Assign,
+    FillColor,
+    CreateObject,
+    FindComponent,
+    GetComponent,
+    CreateInstance,
+    SetField,
+    Append,
+    GetString
+};
 
 // What an image refuses. A refused call returns E_FAIL and leaves its outputs as they were.
 struct ImageFaults {
@@ -204,10 +217,10 @@ class TestCollection final : public Counted, public IComponentCollection {
 public:
     static SmartPtr<TestCollection> New();
 
-    bool refuseImages = false;   // "VELImageDIB" cannot be made, by any route
-    bool refuseStrings = false;  // "CreatableString" cannot be made
-    bool refuseFind = false;     // FindComponent finds nothing
-    bool refuseGet = false;      // GetComponent gives null
+    bool refuseImages = false;               // "VELImageDIB" cannot be made, by any route
+    bool refuseStrings = false;              // "CreatableString" cannot be made
+    bool refuseFind = false;                 // FindComponent finds nothing
+    bool refuseGet = false;                  // GetComponent gives null
     bool componentWithoutInterface = false;  // the component found is no IComponentString
     Bomb bomb;
     // Copied into every image made.
@@ -216,8 +229,8 @@ public:
     Bomb imageBomb;
     std::vector<Call> calls;
     std::vector<CreateObjectArguments> objects;
-    std::vector<std::wstring> looked;  // names given to FindComponent
-    std::vector<int32_t> appends;      // counts given to Append of the strings made
+    std::vector<std::wstring> looked;               // names given to FindComponent
+    std::vector<int32_t> appends;                   // counts given to Append of the strings made
     std::vector<std::shared_ptr<ImageLog>> images;  // logs of the images made, in order
 
     SmartPtr<TestImage> MakeImage();

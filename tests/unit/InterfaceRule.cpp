@@ -68,8 +68,7 @@ TEST(InterfaceRule, TheStandardIdentifierIsNoNamesIdentifier) {
 
 TEST(InterfaceRule, AgainstTheRuleWrittenASecondTime) {
     test::RandomCases(5000, [](test::Random& random) {
-        const std::string characters =
-            "ABCXYZabcxyz0123456789_-@[`{ I4444";
+        const std::string characters = "ABCXYZabcxyz0123456789_-@[`{ I4444";
         std::string name;
         const int length = random.Int(0, 30);
         for (int i = 0; i < length; ++i) {

@@ -134,8 +134,8 @@ void CheckKernel(const char* name, const char* level, const KernelCall& plain, c
     for (const size_t count : counts) {
         for (const Place place : {Place::AtEnd, Place::AtBegin, Place::Anywhere, Place::Anywhere, Place::Anywhere}) {
             const uint64_t seed = seeds.Bits();
-            std::snprintf(g_running, sizeof g_running, "%s at level %s, count %zu, placement %d, seed %llu\n", name, level,
-                          count, static_cast<int>(place), static_cast<unsigned long long>(seed));
+            std::snprintf(g_running, sizeof g_running, "%s at level %s, count %zu, placement %d, seed %llu\n", name,
+                          level, count, static_cast<int>(place), static_cast<unsigned long long>(seed));
             SCOPED_TRACE(g_running);
             failed = failed || Differs(plain, levelled, seed, count, place);
             if (failed) break;
@@ -150,7 +150,10 @@ namespace {
 class KernelTest : public testing::Test {
 public:
     KernelTest(std::string name, std::string level, KernelCall plain, KernelCall levelled)
-        : m_name(std::move(name)), m_level(std::move(level)), m_plain(std::move(plain)), m_levelled(std::move(levelled)) {}
+        : m_name(std::move(name)),
+          m_level(std::move(level)),
+          m_plain(std::move(plain)),
+          m_levelled(std::move(levelled)) {}
     void TestBody() override {
         if (!m_plain) {
             FAIL() << "There is no VEL_CHECK for " << m_name << ".";

@@ -11,8 +11,8 @@
 // A check draws its arguments from run.random, takes every buffer from `run` and calls `kernel`. It runs again for the
 // plain kernel and for each level, with the same draws and the same bytes, for counts 0 to 130 and some larger ones,
 // with buffers that end at a forbidden page, begin at one, or lie unaligned in between. What InOut and Out buffers hold
-// afterwards (and what Returned was given) must be the same, and In buffers must be unchanged. A kernel without a check,
-// or a family without a test source, is a failing test.
+// afterwards (and what Returned was given) must be the same, and In buffers must be unchanged. A kernel without a
+// check, or a family without a test source, is a failing test.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -141,12 +141,12 @@ KernelCall CallOf(const Kernels& kernels) {
 
 }  // namespace test
 
-#define VEL_CHECK(Family, Name)                                                             \
-    template <>                                                                             \
-    struct test::KernelCheck<&vel::Family##Kernels::Name> {                                 \
-        static constexpr bool kThere = true;                                                \
-        static void Call(decltype(vel::Family##Kernels::Name) kernel, test::KernelRun& run); \
-    };                                                                                      \
+#define VEL_CHECK(Family, Name)                                                                            \
+    template <>                                                                                            \
+    struct test::KernelCheck<&vel::Family##Kernels::Name> {                                                \
+        static constexpr bool kThere = true;                                                               \
+        static void Call(decltype(vel::Family##Kernels::Name) kernel, test::KernelRun& run);               \
+    };                                                                                                     \
     void test::KernelCheck<&vel::Family##Kernels::Name>::Call(decltype(vel::Family##Kernels::Name) kernel, \
                                                               test::KernelRun& run)
 
@@ -157,18 +157,17 @@ KernelCall CallOf(const Kernels& kernels) {
 #define VEL_CHECKED_LEVELS(X, Family) X(baseline, Family##Kernels_baseline)
 #endif
 
-#define VEL_REGISTER_KERNEL(result, name, arguments)                                                         \
-    test::RegisterKernelTest(family, #name, level, test::CallOf<&Table::name>(plain), test::CallOf<&Table::name>(kernels));
+#define VEL_REGISTER_KERNEL(result, name, arguments)                                  \
+    test::RegisterKernelTest(family, #name, level, test::CallOf<&Table::name>(plain), \
+                             test::CallOf<&Table::name>(kernels));
 #define VEL_REGISTER_LEVEL(level, table) registerLevel(#level, vel::table);
-#define VEL_CHECK_FAMILY(Family, LIST)                                                  \
-    static const bool Family##Registered = [] {                                         \
-        using Table = vel::Family##Kernels;                                             \
-        const char* family = #Family;                                                   \
-        const Table& plain = vel::Family##Kernels_plain;                                \
-        const auto registerLevel = [&](const char* level, const Table& kernels) {       \
-            LIST(VEL_REGISTER_KERNEL)                                                   \
-        };                                                                              \
-        VEL_CHECKED_LEVELS(VEL_REGISTER_LEVEL, Family)                                  \
-        test::CheckedFamilies().push_back(family);                                      \
-        return true;                                                                    \
+#define VEL_CHECK_FAMILY(Family, LIST)                                                                         \
+    static const bool Family##Registered = [] {                                                                \
+        using Table = vel::Family##Kernels;                                                                    \
+        const char* family = #Family;                                                                          \
+        const Table& plain = vel::Family##Kernels_plain;                                                       \
+        const auto registerLevel = [&](const char* level, const Table& kernels) { LIST(VEL_REGISTER_KERNEL) }; \
+        VEL_CHECKED_LEVELS(VEL_REGISTER_LEVEL, Family)                                                         \
+        test::CheckedFamilies().push_back(family);                                                             \
+        return true;                                                                                           \
     }();

@@ -119,7 +119,8 @@ TEST(PixelAccess, WritesFurtherOutAreDropped) {
     for (const uint32_t depth : {1u, 4u, 8u, 16u, 24u, 32u}) {
         const ref::Image before = test::RandomImage(random, 5, 3, 1, depth, ref::kMono);
         const auto image = TestImage::New(before);
-        for (const auto& [x, y] : {std::pair{-1, 0}, {0, -1}, {6, 0}, {0, 4}, {INT32_MIN, 0}, {INT32_MAX, 0}, {0, INT32_MAX}}) {
+        for (const auto& [x, y] :
+             {std::pair{-1, 0}, {0, -1}, {6, 0}, {0, 4}, {INT32_MIN, 0}, {INT32_MAX, 0}, {0, INT32_MAX}}) {
             Write(image, x, y, 0x12345678);
         }
         EXPECT_TRUE(test::SameBytes(before, image));
@@ -160,7 +161,8 @@ TEST(PixelAccess, TheNearestGreyOfEveryColourIsTheOneThatTheSearchFinds) {
 
 TEST(PixelAccess, AgainstReference) {
     test::RandomCases(400, [](test::Random& random) {
-        const ref::Image before = test::RandomImage(random, {.largestWidth = 40, .largestHeight = 9, .largestPlanes = 1});
+        const ref::Image before =
+            test::RandomImage(random, {.largestWidth = 40, .largestHeight = 9, .largestPlanes = 1});
         SCOPED_TRACE(test::Describe(before));
         const auto image = TestImage::New(before);
         ref::Image expected = before;
