@@ -317,6 +317,7 @@ bool ParseValue(const Parameter& parameter, std::string_view given, Value* value
             break;
         case ValueType::Mapping:
             if (ParseMappingText(text, value, error)) return true;
+            for (char& c : *error) c = static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
             *error = "--" + parameter.name + ": " + *error;
             return false;
     }

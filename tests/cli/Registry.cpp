@@ -6,6 +6,7 @@
 #include <cmath>
 #include <fstream>
 #include <map>
+#include <random>
 #include <set>
 
 #include <nlohmann/json.hpp>
@@ -301,6 +302,37 @@ TEST(RegistryValues, JsonForms) {
     EXPECT_FALSE(ParseJsonValue(Of(ValueType::Integer, 0, 9), true, &value, &error));
     EXPECT_FALSE(ParseJsonValue(Of(ValueType::Integer, 0, 9), {{"a", 1}}, &value, &error));
     EXPECT_FALSE(ParseJsonValue(Of(ValueType::Integer, 0, 9), nullptr, &value, &error));
+}
+
+// Whatever text is taken comes back as a text that means the same; everything else is refused with one line.
+TEST(RegistryValues, AnyTextIsTakenAndRepeatedOrRefused) {
+    const std::vector<std::string> pieces = {"0",  "1",    "255",      "-3",      "1e3",         ".5",   "x",   "X",
+                                             ",",  ":",    ";",        "/",       "\n",          " ",    "#",   "a",
+                                             "ff", "0x1",  "+",        "inf",     "-",           "@",    "1e9", "4",
+                                             "b",  "\xC3", "identity", "affine:", "catmull-rom", "true", "no",  "256"};
+    std::mt19937 random(20240517);
+    size_t taken = 0;
+    for (const Operation& operation : Operations()) {
+        for (const Parameter& parameter : operation.parameters) {
+            for (int i = 0; i < 2000; ++i) {
+                std::string text;
+                for (size_t length = random() % 8; length > 0; --length) text += pieces[random() % pieces.size()];
+                Value value, again;
+                std::string error;
+                if (!ParseValue(parameter, text, &value, &error)) {
+                    ASSERT_FALSE(error.empty()) << parameter.name << " '" << text << "'";
+                    ASSERT_EQ(error.find('\n'), std::string::npos) << error;
+                    continue;
+                }
+                ++taken;
+                ASSERT_TRUE(CheckValue(parameter, value, &error)) << error;
+                const std::string repeated = FormatValue(parameter, value);
+                ASSERT_TRUE(ParseValue(parameter, repeated, &again, &error)) << error << " from '" << text << "'";
+                ASSERT_EQ(FormatValue(parameter, again), repeated) << "from '" << text << "'";
+            }
+        }
+    }
+    EXPECT_GT(taken, 2000u);
 }
 
 TEST(RegistryValues, Suggestions) {

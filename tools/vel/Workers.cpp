@@ -83,8 +83,9 @@ bool ReceiveAll(int descriptor, void* data, size_t size) {
 }
 
 // The worker's life: receive a job's number, do it, send the result's length and text; end when the parent hangs up.
-[[noreturn]] void WorkerMain(int descriptor, const std::vector<Job>& jobs, const RunHooks& hooks) {
+[[noreturn]] void WorkerMain(int descriptor, pid_t parent, const std::vector<Job>& jobs, const RunHooks& hooks) {
     prctl(PR_SET_PDEATHSIG, SIGTERM);
+    if (getppid() != parent) _exit(0);  // it ended before that
     // An interrupt of the terminal reaches every process; the parent decides, and asks with SIGTERM.
     Handle(SIG_IGN, {SIGINT, SIGHUP});
     Handle(EndOnSignal, {SIGTERM});
@@ -169,6 +170,7 @@ private:
             throw Failure(kWorker, std::string("no worker process: ") + std::strerror(errno));
         }
         std::fflush(nullptr);
+        const pid_t parent = getpid();
         const pid_t process = fork();
         if (process < 0) {
             close(ends[0]);
@@ -178,7 +180,7 @@ private:
         if (process == 0) {
             for (const Worker& other : m_workers) close(other.descriptor);
             close(ends[0]);
-            WorkerMain(ends[1], m_jobs, m_hooks);
+            WorkerMain(ends[1], parent, m_jobs, m_hooks);
         }
         close(ends[1]);
         m_workers.push_back({.process = process, .descriptor = ends[0], .job = {}, .since = {}});
