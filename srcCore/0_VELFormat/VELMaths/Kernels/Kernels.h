@@ -4,6 +4,7 @@
 #include "Arithmetic.h"
 #include "Colour.h"
 #include "Convolution.h"
+#include "Deform.h"
 #include "Morphology.h"
 #include "Move.h"
 #include "Point.h"
@@ -15,7 +16,8 @@ namespace vel {
 
 // Every family of kernels, once: generates the set below, its choice and the kernel checks.
 #define VEL_KERNEL_FAMILIES(X) \
-    X(Arithmetic) X(Colour) X(Convolution) X(Morphology) X(Move) X(Point) X(Rank) X(Samples) X(Sampling)
+    X(Arithmetic) X(Colour) X(Convolution) X(Deform) X(Morphology) X(Move) X(Point) X(Rank) X(Samples) \
+    X(Sampling)
 
 struct KernelSet {
     const char* level;
@@ -26,6 +28,7 @@ struct KernelSet {
     const ArithmeticKernels& Arithmetic() const { return *familyArithmetic; }
     const ColourKernels& Colour() const { return *familyColour; }
     const ConvolutionKernels& Convolution() const { return *familyConvolution; }
+    const DeformKernels& Deform() const { return *familyDeform; }
     const MorphologyKernels& Morphology() const { return *familyMorphology; }
     const MoveKernels& Move() const { return *familyMove; }
     const PointKernels& Point() const { return *familyPoint; }

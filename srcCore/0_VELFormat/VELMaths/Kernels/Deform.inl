@@ -1,0 +1,117 @@
+// Circular deformations; see Deform.h. Plain loops over double lanes, which the compiler turns into vectors.
+
+static constexpr double kUnsure = 1e-5;
+// Adding it to a double below 2^51 and taking it away again rounds to a whole number.
+static constexpr double kRounding = 6755399441055744.0;
+
+// True where truncating the value cannot be wrong: not near a whole number other than 0. False for what is no number.
+static inline bool Sure(double value) {
+    const double whole = (value + kRounding) - kRounding;
+    const double off = value - whole;
+    return ((off < 0 ? -off : off) > kUnsure) | (whole == 0);
+}
+
+// Sine and cosine of 0 to 4: series at an eighth of the angle, doubled three times. Error below 1e-13.
+static inline void SineCosine(double angle, double* sine, double* cosine) {
+    const double x = angle * 0.125, z = x * x;
+    double s = x * (1 + z * (-1.0 / 6 + z * (1.0 / 120 + z * (-1.0 / 5040 + z * (1.0 / 362880 + z * (-1.0 / 39916800))))));
+    double c = 1 + z * (-1.0 / 2 + z * (1.0 / 24 + z * (-1.0 / 720 + z * (1.0 / 40320 + z * (-1.0 / 3628800 + z * (1.0 / 479001600))))));
+    for (int i = 0; i < 3; ++i) {
+        const double doubled = 2 * s * c;
+        c = c * c - s * s;
+        s = doubled;
+    }
+    *sine = s;
+    *cosine = c;
+}
+
+// Arc tangent of 0 to 1: halved twice by tan(a / 2) = t / (1 + sqrt(1 + t^2)), then a series. Error below 1e-12.
+static inline double ArcTangent(double t) {
+    t = t / (1 + __builtin_sqrt(1 + t * t));
+    t = t / (1 + __builtin_sqrt(1 + t * t));
+    const double z = t * t;
+    const double series =
+        1 + z * (-1.0 / 3 + z * (1.0 / 5 + z * (-1.0 / 7 + z * (1.0 / 9 + z * (-1.0 / 11 + z * (1.0 / 13 + z * (-1.0 / 15)))))));
+    return 4 * t * series;
+}
+
+// |atan2(y, x)|, 0 to pi.
+static inline double AbsoluteAngle(double y, double x) {
+    constexpr double kPi = 3.14159265358979323846;
+    const double ax = x < 0 ? -x : x, ay = y < 0 ? -y : y;
+    const double large = ax > ay ? ax : ay, small = ax > ay ? ay : ax;
+    double angle = ArcTangent(small / large);
+    angle = ax > ay ? angle : kPi / 2 - angle;
+    return x < 0 ? kPi - angle : angle;
+}
+
+// Source points of modes 0 to 2: a radius times the direction, turned in mode 2.
+template <int kMode>
+static void PulledPoints(int32_t* columns, int32_t* rows, const CircleRow* row, int32_t first, size_t count) {
+    const double dy = row->dy, radius = row->radius, inverseRadius = 1 / radius;
+    const float limit = static_cast<float>(row->radius), half = static_cast<float>(row->radius / 2);
+    for (size_t i = 0; i < count; ++i) {
+        const double dx = row->centreX - first - static_cast<int32_t>(i);
+        const double square = dx * dx + dy * dy;
+        const float distance = __builtin_sqrtf(static_cast<float>(square));
+        // 1 / sqrt(square): the single-precision distance and one Newton step, which squares its error of 1e-7.
+        const double d = distance, near = 1 / d, scale = near * (1.5 - 0.5 * square * near * near);
+        double ux = dx * scale, uy = dy * scale;
+        double pulled = d;
+        if (kMode == 0) pulled = d * d * inverseRadius;
+        if (kMode == 1) pulled = __builtin_sqrt(d * radius);
+        if (kMode == 2) {
+            double sine, cosine;
+            SineCosine(static_cast<double>(distance / half), &sine, &cosine);
+            const double turned = ux * cosine - uy * sine;
+            uy = ux * sine + uy * cosine;
+            ux = turned;
+        }
+        const double x = pulled * ux, y = pulled * uy;
+        const bool inside = distance < limit, sure = Sure(x) & Sure(y);
+        // What is no number is unsure and must not be converted.
+        const int32_t column = row->centreX - static_cast<int32_t>(sure ? x : 0.0);
+        const int32_t line = row->centreY - static_cast<int32_t>(sure ? y : 0.0);
+        columns[i] = inside ? (sure ? column : kUnsureColumn) : -1;
+        rows[i] = inside ? line : -1;
+    }
+}
+
+static void UnwrappedPoints(int32_t* columns, int32_t* rows, const CircleRow* row, int32_t first, size_t count) {
+    const double dy = row->dy, radius = row->radius, width = row->width, height = row->height;
+    const float limit = static_cast<float>(row->radius);
+    for (size_t i = 0; i < count; ++i) {
+        const double dx = row->centreX - first - static_cast<int32_t>(i);
+        const float distance = __builtin_sqrtf(static_cast<float>(dx * dx + dy * dy));
+        // 2 pi cut to eight digits.
+        const double x = AbsoluteAngle(dy, dx) * width / 6.2831852;
+        const double y = static_cast<double>(distance) * height / radius;
+        const bool inside = distance < limit, sure = Sure(x);
+        const int32_t column = static_cast<int32_t>(sure ? x : 0.0);
+        columns[i] = inside ? (sure ? column : kUnsureColumn) : -1;
+        rows[i] = inside ? static_cast<int32_t>(inside ? y : 0.0) : -1;
+    }
+}
+
+static void SawToothPoints(int32_t* columns, int32_t* rows, const CircleRow* row, int32_t first, size_t count) {
+    const double dy = row->dy;
+    const float limit = static_cast<float>(row->radius);
+    const int32_t line = row->centreY - row->dy;
+    for (size_t i = 0; i < count; ++i) {
+        const int32_t x = first + static_cast<int32_t>(i);
+        const double dx = row->centreX - x;
+        const bool inside = __builtin_sqrtf(static_cast<float>(dx * dx + dy * dy)) < limit;
+        columns[i] = inside ? x + (x & 31) - 16 : -1;
+        rows[i] = inside ? line : -1;
+    }
+}
+
+static void CirclePoints(int32_t* columns, int32_t* rows, const CircleRow* row, int32_t first, size_t count) {
+    switch (row->mode) {
+        case 0: PulledPoints<0>(columns, rows, row, first, count); break;
+        case 1: PulledPoints<1>(columns, rows, row, first, count); break;
+        case 2: PulledPoints<2>(columns, rows, row, first, count); break;
+        case 3: UnwrappedPoints(columns, rows, row, first, count); break;
+        default: SawToothPoints(columns, rows, row, first, count); break;
+    }
+}
