@@ -75,6 +75,18 @@ struct Collection final : IComponentCollection {
     }
 };
 
+struct Turn final : ITransform {
+    HRESULT QueryInterface(const IID&, void**) override { return E_NOINTERFACE; }
+    uint32_t AddRef() override { return 2; }
+    uint32_t Release() override { return 1; }
+    HRESULT TransformPoint(double* x, double* y, double* /*z*/) override {
+        const double u = *x, v = *y;
+        *x = 0.98 * u - 0.17 * v + 20.0;
+        *y = 0.17 * u + 0.98 * v - 15.0;
+        return S_OK;
+    }
+};
+
 using CreateFunctionType = HRESULT (*)(tagREFString, void**);
 CreateFunctionType gCreate = nullptr;
 
@@ -133,6 +145,11 @@ IVELTransform* Transforms() {
 IVELMaths* Maths() {
     static auto* c = Component<IVELMaths>(RefString(L"VELMaths"), IID_IVELMaths);
     return c;
+}
+
+ITransform* TurnMapping() {
+    static Turn turn;
+    return &turn;
 }
 
 HRESULT FilterKernel(IVEL* source, short* kernel, int size, int divisor, int offset, IVEL** dest) {

@@ -16,6 +16,9 @@ IVELDeform* Deforms();
 IVELTransform* Transforms();
 IVELMaths* Maths();
 
+// A mapping of the host that turns by a small angle. Defined out of sight of those who call it, as a host's is.
+ITransform* TurnMapping();
+
 // Operations that only the classes' own tables hold.
 HRESULT FilterKernel(IVEL* source, short* kernel, int size, int divisor, int offset, IVEL** dest);
 HRESULT Rotate4(IVEL* source, IVELImage* destination, int angle);

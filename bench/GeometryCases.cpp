@@ -155,24 +155,9 @@ void AddQuad(uint32_t bpp, bool interpolate) {
         });
 }
 
-// A mapping of the host: turns by a small angle.
-struct Turn final : ITransform {
-    HRESULT QueryInterface(const IID&, void**) override { return E_NOINTERFACE; }
-    uint32_t AddRef() override { return 2; }
-    uint32_t Release() override { return 1; }
-    HRESULT TransformPoint(double* x, double* y, double* /*z*/) override {
-        const double u = *x, v = *y;
-        *x = 0.98 * u - 0.17 * v + 20.0;
-        *y = 0.17 * u + 0.98 * v - 15.0;
-        return S_OK;
-    }
-};
-
 std::function<void()> BareMappings(Size size) {
     return [=] {
-        static Turn turn;
-        ITransform* volatile hidden = &turn;
-        ITransform* mapping = hidden;
+        ITransform* mapping = TurnMapping();
         double sum = 0;
         for (uint32_t y = 0; y < size.height; ++y) {
             for (uint32_t i = 0; i < size.width; ++i) {
@@ -187,10 +172,9 @@ std::function<void()> BareMappings(Size size) {
 }
 
 void AddMapped(uint32_t bpp) {
-    static Turn turn;
     Case& pull = AddFilterLike(
         "Transform", bpp, "mapping", "<", "warpAffine nearest, no calls",
-        [](IVEL* src, IVEL** dest) { Transforms()->Transform(&turn, src, dest, 0, 0, 0, 0, 0, 0); },
+        [](IVEL* src, IVEL** dest) { Transforms()->Transform(TurnMapping(), src, dest, 0, 0, 0, 0, 0, 0); },
         [](const cv::Mat& src, cv::Mat& dst) {
             const cv::Mat map = (cv::Mat_<double>(2, 3) << 0.98, -0.17, 20, 0.17, 0.98, -15);
             cv::warpAffine(src, dst, map, src.size(), cv::INTER_NEAREST | cv::WARP_INVERSE_MAP);
@@ -211,7 +195,7 @@ void AddMapped(uint32_t bpp) {
         const SmartPtr<Picture> target = Photo(size, bpp, FormatOf(bpp), 2);
         Calls calls;
         calls.ours = [=] {
-            Transforms()->TransformPaste(&turn, static_cast<IVELImageDIB*>(source.Get()),
+            Transforms()->TransformPaste(TurnMapping(), static_cast<IVELImageDIB*>(source.Get()),
                                          static_cast<IVELImageDIB*>(target.Get()), 0, 0, 0, 0);
         };
         calls.floor = BareMappings(size);

@@ -51,8 +51,10 @@ struct Landing {
     bool Find(int64_t column, int64_t row, int64_t* x, int64_t* y) const {
         double px = static_cast<double>(column), py = static_cast<double>(row), pz = 0;
         mapping->TransformPoint(&px, &py, &pz);
-        px = std::floor(px + dx + 0.5);
-        py = std::floor(py + dy + 0.5);
+        px = px + dx + 0.5;
+        py = py + dy + 0.5;
+        // The bounds are whole numbers, so they hold of the floor as of the number itself, and above 0 truncation is
+        // the floor.
         if (!(px >= 0 && py >= 0 && px < width && py < height)) return false;
         *x = static_cast<int64_t>(px);
         *y = static_cast<int64_t>(py);
