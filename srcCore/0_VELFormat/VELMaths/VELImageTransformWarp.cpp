@@ -25,104 +25,117 @@ uint32_t LoadWord(const uint8_t* p) {
 
 void StoreWord(uint8_t* p, uint32_t word) { std::memcpy(p, &word, 4); }
 
-// Pulls every pixel of `to` from where the mapping sends it; a pixel that falls outside the source stays as it is.
+// Pixels of a row that the mapping is asked for at once.
+constexpr int64_t kPiece = 128;
+
+// Pulls every pixel of `to` from where the mapping sends it; a pixel that falls outside the source stays as it is. The
+// mapping is asked for a piece of a row first, so that its calls and the copies do not wait for each other.
 template <int kPixelBytes>
 void Pull(ITransform* mapping, const ImageView& from, const ImageView& to, uint32_t width, uint32_t height, int x0,
           int y0) {
     const double right = from.width, bottom = from.height;
+    double xs[kPiece], ys[kPiece];
     for (uint32_t j = 0; j < height; ++j) {
-        uint8_t* out = to.Row(j);
-        for (uint32_t i = 0; i < width; ++i, out += kPixelBytes) {
-            double x = static_cast<double>(i) + x0, y = static_cast<double>(j) + y0, z = 0;
-            mapping->TransformPoint(&x, &y, &z);
-            if (x >= 0 && y >= 0 && x < right && y < bottom) {
-                std::memcpy(out, from.Row(static_cast<int64_t>(y)) + static_cast<int64_t>(x) * kPixelBytes,
-                            kPixelBytes);
+        const double row = static_cast<double>(j) + y0;
+        for (int64_t first = 0; first < width; first += kPiece) {
+            const int64_t count = std::min(kPiece, width - first);
+            for (int64_t i = 0; i < count; ++i) {
+                double z = 0;
+                xs[i] = static_cast<double>(first + i) + x0;
+                ys[i] = row;
+                mapping->TransformPoint(&xs[i], &ys[i], &z);
+            }
+            uint8_t* out = to.Row(j) + first * kPixelBytes;
+            for (int64_t i = 0; i < count; ++i, out += kPixelBytes) {
+                const double x = xs[i], y = ys[i];
+                if (x >= 0 && y >= 0 && x < right && y < bottom) {
+                    std::memcpy(out, from.Row(static_cast<int64_t>(y)) + static_cast<int64_t>(x) * kPixelBytes,
+                                kPixelBytes);
+                }
             }
         }
     }
 }
 
-// Where a source pixel lands, rounded to the nearest pixel, a half upward; false when outside the destination.
+// Where source pixels land, rounded to the nearest pixel, a half upward.
 struct Landing {
     ITransform* mapping;
     double dx, dy, width, height;
-
-    bool Find(int64_t column, int64_t row, int64_t* x, int64_t* y) const {
-        double px = static_cast<double>(column), py = static_cast<double>(row), pz = 0;
-        mapping->TransformPoint(&px, &py, &pz);
-        px = px + dx + 0.5;
-        py = py + dy + 0.5;
-        // The bounds are whole numbers, so they hold of the floor as of the number itself, and above 0 truncation is
-        // the floor.
-        if (!(px >= 0 && py >= 0 && px < width && py < height)) return false;
-        *x = static_cast<int64_t>(px);
-        *y = static_cast<int64_t>(py);
-        return true;
-    }
 };
+
+// Calls paste(source column, source row, x, y) for every pixel of the first `columns` columns that lands inside the
+// destination, in row order. The mapping is asked for a piece of a row first, so that its calls and the writes do not
+// wait for each other.
+template <class Paste>
+void ForEachLanding(const Landing& landing, const ImageView& from, int64_t columns, Paste&& paste) {
+    double xs[kPiece], ys[kPiece];
+    for (int64_t j = 0; j < from.height; ++j) {
+        for (int64_t first = 0; first < columns; first += kPiece) {
+            const int64_t count = std::min(kPiece, columns - first);
+            for (int64_t i = 0; i < count; ++i) {
+                double z = 0;
+                xs[i] = static_cast<double>(first + i);
+                ys[i] = static_cast<double>(j);
+                landing.mapping->TransformPoint(&xs[i], &ys[i], &z);
+            }
+            for (int64_t i = 0; i < count; ++i) {
+                const double x = xs[i] + landing.dx + 0.5, y = ys[i] + landing.dy + 0.5;
+                // The bounds are whole numbers, so they hold of the floor as of the number itself, and above 0
+                // truncation is the floor.
+                if (!(x >= 0 && y >= 0 && x < landing.width && y < landing.height)) continue;
+                paste(first + i, j, static_cast<int64_t>(x), static_cast<int64_t>(y));
+            }
+        }
+    }
+}
 
 // Pushes `columns` pixels of every source row to where the mapping sends them. Each also smears into the pixel to
 // its right and the one below, so that small gaps close.
 template <int kPixelBytes>
 void PushSmeared(const Landing& landing, const ImageView& from, const ImageView& to, int64_t columns) {
-    for (int64_t j = 0; j < from.height; ++j) {
-        for (int64_t i = 0; i < columns; ++i) {
-            int64_t x, y;
-            if (!landing.Find(i, j, &x, &y)) continue;
-            uint8_t pixel[kPixelBytes];
-            std::memcpy(pixel, from.Row(j) + i * kPixelBytes, kPixelBytes);
-            uint8_t* target = to.Row(y) + x * kPixelBytes;
-            if (x + 1 < to.width) std::memcpy(target + kPixelBytes, pixel, kPixelBytes);
-            if (y + 1 < to.height) std::memcpy(to.Row(y + 1) + x * kPixelBytes, pixel, kPixelBytes);
-            std::memcpy(target, pixel, kPixelBytes);
-        }
-    }
+    ForEachLanding(landing, from, columns, [&](int64_t i, int64_t j, int64_t x, int64_t y) {
+        uint8_t pixel[kPixelBytes];
+        std::memcpy(pixel, from.Row(j) + i * kPixelBytes, kPixelBytes);
+        uint8_t* target = to.Row(y) + x * kPixelBytes;
+        if (x + 1 < to.width) std::memcpy(target + kPixelBytes, pixel, kPixelBytes);
+        if (y + 1 < to.height) std::memcpy(target + to.stride, pixel, kPixelBytes);
+        std::memcpy(target, pixel, kPixelBytes);
+    });
 }
 
 // 24 bits: a pixel also fills the columns back to the row's previous one, on its own row and the one below.
 void PushFilled24(const Landing& landing, const ImageView& from, const ImageView& to) {
-    for (int64_t j = 0; j < from.height; ++j) {
-        int64_t previous = 0;
-        for (int64_t i = 0; i < from.width; ++i) {
-            int64_t x, y;
-            if (!landing.Find(i, j, &x, &y)) continue;
-            uint8_t pixel[3];
-            std::memcpy(pixel, from.Row(j) + 3 * i, 3);
-            const bool below = y + 1 < to.height;
-            for (int64_t column = x; previous > 0 && column > previous; --column) {
-                std::memcpy(to.Row(y) + 3 * column, pixel, 3);
-                if (below) std::memcpy(to.Row(y + 1) + 3 * column, pixel, 3);
-            }
-            std::memcpy(to.Row(y) + 3 * x, pixel, 3);
-            previous = x;
+    int64_t previous = 0, previousRow = -1;
+    ForEachLanding(landing, from, from.width, [&](int64_t i, int64_t j, int64_t x, int64_t y) {
+        if (j != previousRow) previous = 0;
+        previousRow = j;
+        uint8_t pixel[3];
+        std::memcpy(pixel, from.Row(j) + 3 * i, 3);
+        const bool below = y + 1 < to.height;
+        for (int64_t column = x; previous > 0 && column > previous; --column) {
+            std::memcpy(to.Row(y) + 3 * column, pixel, 3);
+            if (below) std::memcpy(to.Row(y + 1) + 3 * column, pixel, 3);
         }
-    }
+        std::memcpy(to.Row(y) + 3 * x, pixel, 3);
+        previous = x;
+    });
 }
 
 // Pixels land on their own place alone; what is 0 in the source is written as 1, so that 0 marks a void.
 void PushMarked24(const Landing& landing, const ImageView& from, const ImageView& to) {
-    for (int64_t j = 0; j < from.height; ++j) {
-        for (int64_t i = 0; i < from.width; ++i) {
-            int64_t x, y;
-            if (!landing.Find(i, j, &x, &y)) continue;
-            const uint8_t* pixel = from.Row(j) + 3 * i;
-            const uint8_t marked[3] = {std::max<uint8_t>(pixel[0], 1), std::max<uint8_t>(pixel[1], 1),
-                                       std::max<uint8_t>(pixel[2], 1)};
-            std::memcpy(to.Row(y) + 3 * x, marked, 3);
-        }
-    }
+    ForEachLanding(landing, from, from.width, [&](int64_t i, int64_t j, int64_t x, int64_t y) {
+        const uint8_t* pixel = from.Row(j) + 3 * i;
+        const uint8_t marked[3] = {std::max<uint8_t>(pixel[0], 1), std::max<uint8_t>(pixel[1], 1),
+                                   std::max<uint8_t>(pixel[2], 1)};
+        std::memcpy(to.Row(y) + 3 * x, marked, 3);
+    });
 }
 
 void PushMarked32(const Landing& landing, const ImageView& from, const ImageView& to) {
-    for (int64_t j = 0; j < from.height; ++j) {
-        for (int64_t i = 0; i < from.width; ++i) {
-            int64_t x, y;
-            if (!landing.Find(i, j, &x, &y)) continue;
-            const uint32_t word = LoadWord(from.Row(j) + 4 * i);
-            StoreWord(to.Row(y) + 4 * x, (word & 0x00FFFFFF) == 0 ? word | 1 : word);
-        }
-    }
+    ForEachLanding(landing, from, from.width, [&](int64_t i, int64_t j, int64_t x, int64_t y) {
+        const uint32_t word = LoadWord(from.Row(j) + 4 * i);
+        StoreWord(to.Row(y) + 4 * x, (word & 0x00FFFFFF) == 0 ? word | 1 : word);
+    });
 }
 
 // Voids of single bytes, `channels` to a pixel: filled with the mean of the neighbours when at least `enough` of the
