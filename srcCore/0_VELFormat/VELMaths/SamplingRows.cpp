@@ -23,7 +23,8 @@ int CurveOf(Interpolation method) {
     }
 }
 
-// Grey images are sampled directly too: their colours have no alpha on either path.
+}  // namespace
+
 SampledPixels PixelsOf(const ImageView& source) {
     SampledPixels pixels{};
     pixels.bits = source.bits;
@@ -36,8 +37,7 @@ SampledPixels PixelsOf(const ImageView& source) {
     return pixels;
 }
 
-}  // namespace
-
+// Grey images are sampled directly too: their colours have no alpha on either path.
 Sampler::Sampler(const ImageView& source, int method)
     : m_kernels(Kernels().Sampling()), m_source(source), m_pixels(PixelsOf(source)), m_method(InterpolationOf(method)),
       m_taps(TapsOf(m_method)), m_add(m_method == Interpolation::NearestNeighbour ? 0.5f : 0.0f),

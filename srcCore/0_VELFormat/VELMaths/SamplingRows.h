@@ -9,6 +9,9 @@
 
 namespace vel {
 
+// The pixels of a view as kernels take them.
+SampledPixels PixelsOf(const ImageView& source);
+
 // A run of indices, empty when first == last.
 struct Span {
     size_t first = 0, last = 0;

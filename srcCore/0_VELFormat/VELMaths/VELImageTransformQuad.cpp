@@ -1,6 +1,7 @@
 // A four-cornered region straightened into a rectangle.
 #include "BresenhamLine.h"
 #include "PixelBlock.h"
+#include "SamplingRows.h"
 #include "Truncate.h"
 #include "VELImageTransform.h"
 
@@ -33,27 +34,72 @@ Point EdgePoint(const CBresenhamLineFPB& edge, uint32_t bitsPerPixel) {
     return {edge.m_x * 0.00390625, edge.m_y * 0.00390625};
 }
 
-int32_t NearestPixel(int32_t position) { return static_cast<int32_t>(static_cast<uint32_t>(position) + 128u) >> 8; }
+// A walk, point by point, without the wrap-around of its 32 bits.
+struct WalkPoints {
+    int64_t first, step;
+    int64_t operator()(size_t k) const { return first + static_cast<int64_t>(k) * step; }
+    bool Fits(size_t count) const {
+        const int64_t last = (*this)(count);
+        return last + 128 <= INT32_MAX && first + 128 <= INT32_MAX && last >= INT32_MIN;
+    }
+};
 
-// One row of the result, along `scan`. The source's outermost rows and columns are never sampled: they leave room for
-// the neighbours that interpolation reads. What falls there or outside becomes 0.
-void WarpRow(uint8_t* out, const ImageView& source, CBresenhamLineFPB scan, uint32_t count, bool interpolate) {
-    const auto pixelBytes = static_cast<int>(source.PixelBytes());
-    const int64_t lastX = source.Empty() ? 0 : int64_t{source.width} - 2, lastY = int64_t{source.height} - 2;
-    for (uint32_t k = 0; k < count; ++k, out += pixelBytes, scan.Advance()) {
-        const int32_t px = NearestPixel(scan.m_x), py = NearestPixel(scan.m_y);
-        const bool usable = px >= 1 && py >= 1 && px <= lastX && py <= lastY;
-        if (!usable) {
-            std::memset(out, 0, static_cast<size_t>(pixelBytes));
-        } else if (interpolate) {
-            const int colour =
-                CBresenhamLineFPB::InterpolateCB(scan.m_x, scan.m_y, source.bits, source.stride, pixelBytes);
-            for (int c = 0; c < pixelBytes; ++c) out[c] = c < 4 ? static_cast<uint8_t>(colour >> (8 * c)) : 0;
-        } else {
-            std::memcpy(out, source.Row(py) + int64_t{px} * pixelBytes, static_cast<size_t>(pixelBytes));
+// Writes one row of the result along a walk; what cannot be sampled becomes 0. The source's outermost rows and columns
+// are never sampled: they leave room for the neighbours that interpolation reads.
+class RowWarper {
+public:
+    RowWarper(const ImageView& source, bool blend)
+        : m_kernels(Kernels().Warp()), m_pixels(PixelsOf(source)), m_blend(blend),
+          m_lastX(source.Empty() ? 0 : int64_t{source.width} - 2), m_lastY(int64_t{source.height} - 2) {}
+
+    void Warp(uint8_t* out, const CBresenhamLineFPB& scan, size_t count) {
+        const WalkPoints x{scan.m_x, scan.m_xStep}, y{scan.m_y, scan.m_yStep};
+        const auto bytes = static_cast<size_t>(m_pixels.pixelBytes);
+        if (!x.Fits(count) || !y.Fits(count)) return WarpSlowly(out, scan, count);
+        m_spanX = UsableSpan(x, count, m_lastX, m_spanX);
+        m_spanY = UsableSpan(y, count, m_lastY, m_spanY);
+        const Span span = Intersection(m_spanX, m_spanY);
+        std::memset(out, 0, span.first * bytes);
+        if (span.first < span.last) {
+            const FixedWalk walk{static_cast<int32_t>(x(span.first)), static_cast<int32_t>(y(span.first)), scan.m_xStep,
+                                 scan.m_yStep};
+            WarpUsable(out + span.first * bytes, walk, span.last - span.first);
+        }
+        std::memset(out + span.last * bytes, 0, (count - span.last) * bytes);
+    }
+
+private:
+    static Span UsableSpan(const WalkPoints& points, size_t count, int64_t last, const Span& hint) {
+        return SpanBetween(
+            count, points, [](int64_t p) { return p + 128 < 256; }, [=](int64_t p) { return (p + 128) >> 8 > last; },
+            hint);
+    }
+    // Coordinates that pass 32 bits wrap around, and with them what is usable.
+    void WarpSlowly(uint8_t* out, CBresenhamLineFPB scan, size_t count) const {
+        const auto bytes = static_cast<size_t>(m_pixels.pixelBytes);
+        for (size_t k = 0; k < count; ++k, out += bytes, scan.Advance()) {
+            const int64_t px = (int64_t{scan.m_x} + 128) >> 8, py = (int64_t{scan.m_y} + 128) >> 8;
+            if (px >= 1 && py >= 1 && px <= m_lastX && py <= m_lastY) {
+                WarpUsable(out, {scan.m_x, scan.m_y, 0, 0}, 1);
+            } else {
+                std::memset(out, 0, bytes);
+            }
         }
     }
-}
+    void WarpUsable(uint8_t* out, const FixedWalk& walk, size_t count) const {
+        if (m_blend) {
+            m_kernels.BlendedWalk(out, &m_pixels, &walk, count);
+        } else {
+            m_kernels.NearestWalk(out, &m_pixels, &walk, count);
+        }
+    }
+
+    const WarpKernels& m_kernels;
+    SampledPixels m_pixels;
+    bool m_blend;
+    int64_t m_lastX, m_lastY;
+    Span m_spanX, m_spanY;  // of the row before: a good first guess
+};
 
 }  // namespace
 
@@ -75,11 +121,11 @@ HRESULT CVELImageTransform::Quad(IVEL* source, IVEL** result, double x0, double 
         CBresenhamLineFPB left, right;
         StartWalk(left, topLeft, bottomLeft, outHeight);
         StartWalk(right, topRight, bottomRight, outHeight);
-        const bool blend = from.bitsPerPixel != 8 && interpolate != 0;
+        RowWarper warper(from, from.bitsPerPixel != 8 && interpolate != 0);
         for (uint32_t r = 0; r < outHeight; ++r, left.Advance(), right.Advance()) {
             CBresenhamLineFPB scan;
             StartWalk(scan, EdgePoint(left, from.bitsPerPixel), EdgePoint(right, from.bitsPerPixel), outWidth);
-            WarpRow(to.Row(r), from, scan, outWidth, blend);
+            warper.Warp(to.Row(r), scan, outWidth);
         }
     }
     *result = image.Detach();

@@ -11,13 +11,14 @@
 #include "Rank.h"
 #include "Samples.h"
 #include "Sampling.h"
+#include "Warp.h"
 
 namespace vel {
 
 // Every family of kernels, once: generates the set below, its choice and the kernel checks.
 #define VEL_KERNEL_FAMILIES(X) \
     X(Arithmetic) X(Colour) X(Convolution) X(Deform) X(Morphology) X(Move) X(Point) X(Rank) X(Samples) \
-    X(Sampling)
+    X(Sampling) X(Warp)
 
 struct KernelSet {
     const char* level;
@@ -35,6 +36,7 @@ struct KernelSet {
     const RankKernels& Rank() const { return *familyRank; }
     const SamplesKernels& Samples() const { return *familySamples; }
     const SamplingKernels& Sampling() const { return *familySampling; }
+    const WarpKernels& Warp() const { return *familyWarp; }
 };
 
 // Chosen on first use by what processor and operating system offer; the same set ever after. An operation fetches it

@@ -3,6 +3,7 @@
 namespace vel {
 namespace {
 #include "Bytes.inl"
+#include "Gather.inl"
 #include "TapCurves.inl"
 #include "Sampling.inl"
 }

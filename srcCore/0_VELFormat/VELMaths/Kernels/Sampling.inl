@@ -35,19 +35,10 @@ static void NearestPlain(uint32_t* colours, const SampledPixels* pixels, const f
 }
 
 #if VEL_AVX512
-// Reads 4 bytes at each 32-bit offset from `bits`; where that would pass the last readable word, the word is fetched
-// from there and shifted down.
-static inline __m512i GatherWords(const uint8_t* bits, __m512i offsets, __m512i last) {
-    const __m512i at = _mm512_min_epi32(offsets, last);
-    const __m512i shift = _mm512_slli_epi32(_mm512_sub_epi32(offsets, at), 3);
-    return _mm512_srlv_epi32(_mm512_i32gather_epi32(at, bits, 1), shift);
-}
-
 static void NearestRow(uint32_t* colours, const SampledPixels* pixels, const float* x, const float* y, float add,
                        size_t count) {
     const SampledPixels source = *pixels;
-    // Offsets are 32 bits in here: larger images take the plain loop.
-    const bool gathers = source.end - source.begin >= 4 && source.end - source.begin < 0x7FFFFFFF;
+    const bool gathers = GathersReach(source);
     const __m512i step = _mm512_set1_epi32(static_cast<int>(source.stride));
     const __m512i last = _mm512_set1_epi32(static_cast<int>(source.end - source.bits - 4));
     const __m512 bias = _mm512_set1_ps(add);
@@ -55,20 +46,14 @@ static void NearestRow(uint32_t* colours, const SampledPixels* pixels, const flo
     for (; gathers && k + 16 <= count; k += 16) {
         const __m512i column = _mm512_cvttps_epi32(_mm512_add_ps(_mm512_loadu_ps(x + k), bias));
         const __m512i row = _mm512_cvttps_epi32(_mm512_add_ps(_mm512_loadu_ps(y + k), bias));
-        const __m512i start = _mm512_mullo_epi32(row, step);
-        __m512i colour;
-        if (source.pixelBytes == 4) {
-            colour = _mm512_i32gather_epi32(_mm512_add_epi32(start, _mm512_slli_epi32(column, 2)), source.bits, 1);
-        } else if (source.pixelBytes == 3) {
-            const __m512i offsets = _mm512_add_epi32(start, _mm512_add_epi32(column, _mm512_slli_epi32(column, 1)));
-            colour = _mm512_and_si512(GatherWords(source.bits, offsets, last), _mm512_set1_epi32(0x00FFFFFF));
-        } else {
-            const __m512i places = _mm512_set_epi32(0x803C3C3C, 0x80383838, 0x80343434, 0x80303030, 0x802C2C2C,
-                                                    0x80282828, 0x80242424, 0x80202020, 0x801C1C1C, 0x80181818,
-                                                    0x80141414, 0x80101010, 0x800C0C0C, 0x80080808, 0x80040404,
-                                                    0x80000000);
-            const __m512i grey = GatherWords(source.bits, _mm512_add_epi32(start, column), last);
-            colour = _mm512_maskz_permutexvar_epi8(0x7777777777777777ull, places, grey);
+        const __m512i offsets = PixelOffsets(column, row, step, source.pixelBytes);
+        __m512i colour = GatherWords(source.bits, offsets, last);
+        if (source.pixelBytes == 3) {
+            colour = _mm512_and_si512(colour, _mm512_set1_epi32(0x00FFFFFF));
+        } else if (source.pixelBytes == 1) {
+            const __m512i thrice = _mm512_broadcast_i32x4(
+                _mm_set_epi8(-1, 12, 12, 12, -1, 8, 8, 8, -1, 4, 4, 4, -1, 0, 0, 0));
+            colour = _mm512_shuffle_epi8(colour, thrice);
         }
         _mm512_storeu_si512(colours + k, colour);
     }
