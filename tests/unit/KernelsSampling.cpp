@@ -68,6 +68,14 @@ VEL_CHECK(Sampling, TurnRow) {
     kernel(x, y, columns, static_cast<float>(run.random.Real(-3000, 3000)), &turn, run.count);
 }
 
+VEL_CHECK(Sampling, PrefetchRow) {
+    const RandomPixels pixels = Pixels(run, 1);
+    const float* x = Positions(run, run.count, 0, pixels.width);
+    const float* y = Positions(run, run.count, 0, pixels.height);
+    run.Filled();
+    kernel(&pixels.view, x, y, run.random.Int(-3000, 3000), run.random.Int(-3000, 3000), run.count);
+}
+
 VEL_CHECK(Sampling, AddRow) {
     float* sums = run.Out<float>(run.count);
     const float* values = Positions(run, run.count, -3000, 3000);

@@ -71,6 +71,11 @@ public:
     // colours[k] = the colour at (x[k], y[k]) for at most kRun positions that are monotone in x and in y.
     void Sample(const float* x, const float* y, uint32_t* colours, size_t count) const;
 
+    // Fetches the pixels around the same positions moved by (dx, dy) into the caches.
+    void Prefetch(const float* x, const float* y, int dx, int dy, size_t count) const {
+        m_kernels.PrefetchRow(&m_pixels, x, y, dx, dy, count);
+    }
+
 private:
     friend class GridSampler;
 

@@ -50,6 +50,7 @@ TurnedGrid GridOver(uint32_t width, uint32_t height, const Turn* turn) {
 // Turned rows run across many source rows. Strips of this many columns, each taken from its first row to its last, keep
 // the source pixels of neighbouring rows in the nearest caches.
 constexpr size_t kStripWidth = Sampler::kRun;
+constexpr float kRowsAhead = 16;
 
 // Source positions of the destination's pixels. Grid coordinates advance by adding 1, from the first column in every row
 // and from the first row, so their rounding is that of the repeated sum.
@@ -85,6 +86,9 @@ public:
     // Positions and colours of at most kRun pixels of the row.
     void Sample(const Sampler& sampler, size_t first, size_t count) {
         Kernels().Sampling().TurnRow(m_x, m_y, m_columns + first, m_row, &m_terms, count);
+        // What a later row of the strip will sample.
+        sampler.Prefetch(m_x, m_y, static_cast<int>(m_terms.sine * kRowsAhead),
+                         static_cast<int>(m_terms.cosine * kRowsAhead), count);
         sampler.Sample(m_x, m_y, colours, count);
     }
 

@@ -50,6 +50,9 @@ enum TapCurve {
        is 0 below 4 bytes. */                                                                                       \
     X(void, NearestRow, (uint32_t* colours, const SampledPixels* pixels, const float* x, const float* y, float add, \
                          size_t count))                                                                             \
+    /* Asks for the cache lines of the pixels at (x + dx, y + dy), which need not be inside. */                     \
+    X(void, PrefetchRow, (const SampledPixels* pixels, const float* x, const float* y, int dx, int dy,              \
+                          size_t count))                                                                            \
     /* sums[k] = values[k] + add */                                                                                 \
     X(void, AddRow, (float* sums, const float* values, float add, size_t count))                                    \
     /* Offset of the pixel `back` columns and rows before the truncated position; positions are not negative. */    \

@@ -9,6 +9,18 @@ static void TurnRow(float* x, float* y, const float* columns, float row, const T
     }
 }
 
+static void PrefetchRow(const SampledPixels* pixels, const float* x, const float* y, int dx, int dy, size_t count) {
+    const SampledPixels source = *pixels;
+    const auto ahead = reinterpret_cast<uintptr_t>(source.bits) + static_cast<uintptr_t>(dy * source.stride) +
+                       static_cast<uintptr_t>(static_cast<ptrdiff_t>(dx) * source.pixelBytes);
+    // Neighbouring positions mostly share a line.
+    for (size_t k = 0; k < count; k += 4) {
+        const ptrdiff_t at = static_cast<int32_t>(y[k]) * source.stride +
+                             static_cast<ptrdiff_t>(static_cast<int32_t>(x[k])) * source.pixelBytes;
+        __builtin_prefetch(reinterpret_cast<const void*>(ahead + static_cast<uintptr_t>(at)));
+    }
+}
+
 static void AddRow(float* sums, const float* values, float add, size_t count) {
     for (size_t k = 0; k < count; ++k) sums[k] = values[k] + add;
 }
@@ -177,8 +189,60 @@ static void StoreRow8(uint8_t* dst, const uint32_t* colours, size_t count) {
     }
 }
 
+#if VEL_AVX512
+// 16 pixels of 3 or 4 bytes as words, and back.
+static inline __m512i LoadPixels(const uint8_t* p, int pixelBytes) {
+    if (pixelBytes == 4) return _mm512_loadu_si512(p);
+    return _mm512_permutexvar_epi8(kSpreadPlaces.Load(), _mm512_maskz_loadu_epi8(k48Bytes, p));
+}
+static inline void StorePixels(uint8_t* p, int pixelBytes, __m512i words) {
+    if (pixelBytes == 4) {
+        _mm512_storeu_si512(p, words);
+    } else {
+        _mm512_mask_storeu_epi8(p, k48Bytes, _mm512_permutexvar_epi8(kPackPlaces.Load(), words));
+    }
+}
+
+static size_t BlendVectors(uint8_t* dst, int dstBytes, const uint32_t* colours, size_t count) {
+    const __m512i byte = _mm512_set1_epi32(255);
+    const __m512 full = _mm512_set1_ps(255.0f);
+    size_t k = 0;
+    for (; k + 16 <= count; k += 16, dst += 16 * dstBytes) {
+        const __m512i colour = _mm512_loadu_si512(colours + k), old = LoadPixels(dst, dstBytes);
+        const __m512i alpha = _mm512_srli_epi32(colour, 24);
+        const __m512 own = _mm512_div_ps(_mm512_cvtepi32_ps(alpha), full);
+        const __m512 other = _mm512_div_ps(_mm512_cvtepi32_ps(_mm512_sub_epi32(byte, alpha)), full);
+        __m512i blended = _mm512_slli_epi32(alpha, 24);
+        for (unsigned c = 0; c < 3; ++c) {
+            const auto channel = [&](__m512i words) {
+                return _mm512_cvtepi32_ps(_mm512_and_si512(_mm512_srli_epi32(words, 8 * c), byte));
+            };
+            const __m512 value = _mm512_add_ps(_mm512_mul_ps(channel(colour), own), _mm512_mul_ps(channel(old), other));
+            blended = _mm512_or_si512(blended, _mm512_slli_epi32(_mm512_cvttps_epi32(value), 8 * c));
+        }
+        StorePixels(dst, dstBytes, blended);
+    }
+    return k;
+}
+
+static size_t KeyedVectors(uint8_t* dst, int dstBytes, const uint32_t* colours, uint32_t key, size_t count) {
+    const __m512i low = _mm512_set1_epi32(0x00FFFFFF), skipped = _mm512_set1_epi32(static_cast<int>(key));
+    size_t k = 0;
+    for (; k + 16 <= count; k += 16, dst += 16 * dstBytes) {
+        const __m512i colour = _mm512_loadu_si512(colours + k);
+        const __mmask16 kept = _mm512_cmpeq_epi32_mask(_mm512_and_si512(colour, low), skipped);
+        StorePixels(dst, dstBytes, kept ? _mm512_mask_mov_epi32(colour, kept, LoadPixels(dst, dstBytes)) : colour);
+    }
+    return k;
+}
+#else
+static inline size_t BlendVectors(uint8_t*, int, const uint32_t*, size_t) { return 0; }
+static inline size_t KeyedVectors(uint8_t*, int, const uint32_t*, uint32_t, size_t) { return 0; }
+#endif
+
 static void BlendRow(uint8_t* dst, int dstBytes, const uint32_t* colours, size_t count) {
-    for (size_t k = 0; k < count; ++k, dst += dstBytes) {
+    size_t k = BlendVectors(dst, dstBytes, colours, count);
+    for (dst += k * static_cast<size_t>(dstBytes); k < count; ++k, dst += dstBytes) {
         // The quotient of two integers below 256 rounds to the same float from the exact and from the double quotient.
         const uint32_t alpha = colours[k] >> 24;
         const float own = static_cast<float>(alpha) / 255.0f, other = static_cast<float>(255 - alpha) / 255.0f;
@@ -192,7 +256,8 @@ static void BlendRow(uint8_t* dst, int dstBytes, const uint32_t* colours, size_t
 }
 
 static void KeyedRow(uint8_t* dst, int dstBytes, const uint32_t* colours, uint32_t key, size_t count) {
-    for (size_t k = 0; k < count; ++k, dst += dstBytes) {
+    size_t k = KeyedVectors(dst, dstBytes, colours, key, count);
+    for (dst += k * static_cast<size_t>(dstBytes); k < count; ++k, dst += dstBytes) {
         const uint32_t colour = colours[k];
         if ((colour & 0x00FFFFFF) == key) continue;
         dst[0] = static_cast<uint8_t>(colour);
