@@ -200,7 +200,6 @@ bool ReadSmallFile(const std::string& path, std::string* content, std::string* e
 bool Refuse(const Parameter& parameter, std::string_view text, std::string* error) {
     constexpr size_t kMostShown = 60;
     std::string shown(text.substr(0, kMostShown));
-    for (char& c : shown) c = static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
     if (text.size() > kMostShown) shown += "...";
     *error = "--" + parameter.name + " '" + shown + "': allowed is " + AllowedText(parameter);
     return false;
@@ -284,7 +283,7 @@ std::string AllowedText(const Parameter& parameter) {
     return text;
 }
 
-bool ParseValue(const Parameter& parameter, std::string_view given, Value* value, std::string* error) {
+static bool ParseText(const Parameter& parameter, std::string_view given, Value* value, std::string* error) {
     const std::string_view text = Trim(given);
     bool read = false;
     const bool large = parameter.type == ValueType::Table || parameter.type == ValueType::Kernel;
@@ -295,7 +294,7 @@ bool ParseValue(const Parameter& parameter, std::string_view given, Value* value
             return false;
         }
         if (content.starts_with('@')) return Refuse(parameter, content, error);
-        return ParseValue(parameter, content, value, error);
+        return ParseText(parameter, content, value, error);
     }
     switch (parameter.type) {
         case ValueType::Integer:
@@ -317,12 +316,18 @@ bool ParseValue(const Parameter& parameter, std::string_view given, Value* value
             break;
         case ValueType::Mapping:
             if (ParseMappingText(text, value, error)) return true;
-            for (char& c : *error) c = static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
             *error = "--" + parameter.name + ": " + *error;
             return false;
     }
     std::string ignored;
     return (read && CheckValue(parameter, *value, &ignored)) || Refuse(parameter, text, error);
+}
+
+bool ParseValue(const Parameter& parameter, std::string_view text, Value* value, std::string* error) {
+    if (ParseText(parameter, text, value, error)) return true;
+    // What it quotes may hold anything.
+    for (char& c : *error) c = static_cast<unsigned char>(c) < 0x20 ? ' ' : c;
+    return false;
 }
 
 bool ParseJsonValue(const Parameter& parameter, const json& given, Value* value, std::string* error) {

@@ -24,6 +24,7 @@ class Messages(VelTest):
         self.check("run", says="step 1: an operation's name is missing")
         self.check("hlep", says="did you mean 'help'")
         self.check("help", "rotatte", says="did you mean 'rotate'")
+        self.check("no\nsuch\033[31mthing", *run, says="'no?such?[31mthing'")
 
     def test_options(self):
         run = ["-i", "in.png", "-o", "out.png"]

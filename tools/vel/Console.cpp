@@ -47,9 +47,17 @@ static void WriteLine(const std::string& line) {
     std::fflush(stderr);
 }
 
-void SayError(const std::string& text) { WriteLine(Paint(Tone::Red, "vel:", true) + " " + text); }
+// Names of files and words of users may hold anything; a message is one line without control characters.
+static std::string Plain(std::string text) {
+    for (char& c : text) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) c = '?';
+    }
+    return text;
+}
 
-void SayNote(const std::string& text) { WriteLine(Paint(Tone::Yellow, "vel:", true) + " note: " + text); }
+void SayError(const std::string& text) { WriteLine(Paint(Tone::Red, "vel:", true) + " " + Plain(text)); }
+
+void SayNote(const std::string& text) { WriteLine(Paint(Tone::Yellow, "vel:", true) + " note: " + Plain(text)); }
 
 int TerminalWidth() {
     winsize size{};
