@@ -69,7 +69,7 @@ struct TapsToSum {
             const uint8_t* rows[4];
             for (const uint8_t*& row : rows) row = run.In(quadBytes);
             uint8_t* quad = run.In(4 * quadBytes + vel::kQuadSlack);
-            table.PrepareQuad(quad, rows, quadBytes);
+            table.PrepareQuad(quad, rows, 0, quadBytes, quadBytes);
             quads[q] = quad;
         }
         run.Filled();
@@ -95,15 +95,18 @@ private:
 }  // namespace
 
 VEL_CHECK(Convolution, PrepareQuad) {
+    const size_t before = static_cast<size_t>(run.random.Int(0, 12)), bytes = run.count + before;
     const uint8_t* rows[4];
-    for (const uint8_t*& row : rows) row = run.In(run.count);
-    uint8_t* quad = run.In(4 * run.count);
-    kernel(quad, rows, run.count);
+    for (const uint8_t*& row : rows) row = run.In(bytes);
+    const uint8_t* const rest[4] = {rows[0] + before, rows[1] + before, rows[2] + before, rows[3] + before};
+    uint8_t* quad = run.In(4 * bytes);
+    kernel(quad, rows, 0, before, bytes);
+    kernel(quad, rest, before, run.count, bytes);
     run.Filled();
     bool interleaved = true, inRows = true;
-    for (size_t i = 0; i < 4 * run.count; ++i) {
+    for (size_t i = 0; i < 4 * bytes; ++i) {
         interleaved &= quad[i] == rows[i % 4][i / 4];
-        inRows &= quad[i] == rows[i / run.count][i % run.count];
+        inRows &= quad[i] == rows[i / bytes][i % bytes];
     }
     run.Returned(interleaved || inRows);
 }
@@ -130,6 +133,39 @@ VEL_CHECK(Convolution, WeighSums) {
     uint32_t* dst = run.Out<uint32_t>(run.count);
     const uint32_t* src = run.In<uint32_t>(run.count + (n - 1) * step);
     kernel(dst, src, run.In<uint32_t>(n), n, step, run.count);
+}
+
+VEL_CHECK(Convolution, SlideColumns) {
+    uint32_t* sums = run.InOut<uint32_t>(run.count);
+    const uint8_t* added = run.In(run.count);
+    kernel(sums, added, run.In(run.count), run.count);
+}
+
+VEL_CHECK(Convolution, SlideRow) {
+    const size_t n = static_cast<size_t>(run.random.Int(1, 9)), step = run.random.Pick({1u, 3u, 4u});
+    uint32_t* dst = run.Out<uint32_t>(run.count * step);
+    kernel(dst, run.In<uint32_t>((run.count + n - 1) * step), n, step, run.count * step);
+}
+
+VEL_CHECK(Convolution, BellRows) {
+    vel::Bell bell = {};
+    bell.doubled = run.random.Chance(50);
+    bell.negative = run.random.Chance(50);
+    bell.centre = static_cast<int16_t>(run.random.Int(-100, 100));
+    // As many results as possible below 255.
+    bell.multiplier = static_cast<uint16_t>(run.random.Int(1, 12000));
+    const int n = run.random.Int(1, 9);
+    const size_t step = run.random.Pick({1u, 3u, 4u});
+    uint8_t* dst[9];
+    const uint8_t* rows[11];
+    for (int y = 0; y < n; ++y) dst[y] = run.Out(run.count);
+    for (int y = 0; y < n + 2; ++y) rows[y] = run.In(run.count + 2 * step) + step;
+    kernel(dst, rows, n, bell, step, run.count);
+}
+
+VEL_CHECK(Convolution, DifferenceRow) {
+    uint8_t *dst = run.Out(run.count), *plus = run.In(run.count);
+    kernel(dst, plus, run.In(run.count), run.count, run.random.Byte());
 }
 
 VEL_CHECK(Convolution, QuotientRow) {

@@ -1,6 +1,7 @@
 #include "VELFilterTransform.h"
 
 #include "Convolution.h"
+#include "LastSample.h"
 #include "Morphology.h"
 #include "Neighbourhood.h"
 #include "RandomFilters.h"

@@ -51,6 +51,58 @@ static void WeighSums(uint32_t* dst, const uint32_t* src, const uint32_t* factor
     }
 }
 
+static void SlideColumns(uint32_t* sums, const uint8_t* added, const uint8_t* dropped, size_t count) {
+    for (size_t i = 0; i < count; ++i) sums[i] += static_cast<uint32_t>(added[i] - dropped[i]);
+}
+
+// One sum per byte of a pixel moves along the row.
+template <size_t step>
+static inline void SlideRowOf(uint32_t* dst, const uint32_t* src, size_t n, size_t count) {
+    if (count == 0) return;
+    uint32_t sums[step] = {};
+    for (size_t j = 0; j < n; ++j) {
+        for (size_t c = 0; c < step; ++c) sums[c] += src[j * step + c];
+    }
+    for (size_t c = 0; c < step; ++c) dst[c] = sums[c];
+    const uint32_t* added = src + n * step;
+    size_t i = step;
+#if VEL_AVX512
+    // As many whole pixels as 16 lanes hold. The changes are summed by shifts of 1, 2, 4 (and 8) pixels, then the last
+    // pixel's sums of the step before are added to all.
+    constexpr size_t kWhole = 16 / step * step;
+    uint32_t spread[16], last[16];
+    for (size_t lane = 0; lane < 16; ++lane) {
+        spread[lane] = sums[lane % step];
+        last[lane] = static_cast<uint32_t>(kWhole - step + lane % step);
+    }
+    const __m512i nothing = _mm512_setzero_si512(), lastPixel = _mm512_loadu_si512(last);
+    __m512i carried = _mm512_loadu_si512(spread);
+    for (; i + 16 <= count; i += kWhole) {
+        __m512i change = _mm512_sub_epi32(_mm512_loadu_si512(added + i - step), _mm512_loadu_si512(src + i - step));
+        change = _mm512_add_epi32(change, _mm512_alignr_epi32(change, nothing, 16 - step));
+        change = _mm512_add_epi32(change, _mm512_alignr_epi32(change, nothing, 16 - 2 * step));
+        if (step < 4) change = _mm512_add_epi32(change, _mm512_alignr_epi32(change, nothing, (16 - 4 * step) & 15));
+        if (step == 1) change = _mm512_add_epi32(change, _mm512_alignr_epi32(change, nothing, 8));
+        const __m512i moved = _mm512_add_epi32(change, carried);
+        _mm512_storeu_si512(dst + i, moved);
+        carried = _mm512_permutexvar_epi32(lastPixel, moved);
+    }
+    _mm512_storeu_si512(spread, carried);
+    for (size_t c = 0; c < step; ++c) sums[c] = spread[c];
+#endif
+    for (; i < count; i += step) {
+        for (size_t c = 0; c < step; ++c) dst[i + c] = sums[c] += added[i - step + c] - src[i - step + c];
+    }
+}
+
+static void SlideRow(uint32_t* dst, const uint32_t* src, size_t n, size_t step, size_t count) {
+    switch (step) {
+        case 1: SlideRowOf<1>(dst, src, n, count); break;
+        case 3: SlideRowOf<3>(dst, src, n, count); break;
+        default: SlideRowOf<4>(dst, src, n, count); break;
+    }
+}
+
 static void WeighRow(uint8_t* dst, const uint8_t* src, size_t count, uint32_t factor, const Quotient& quotient) {
     const uint32_t negate = quotient.negate;
     const int32_t offset = quotient.offset;
@@ -66,13 +118,15 @@ static void WeighRow(uint8_t* dst, const uint8_t* src, size_t count, uint32_t fa
     }
 }
 
+#include "ConvolutionSmall.inl"
+
 #if VEL_AVX2
 #include "ConvolutionVectors.inl"
 #else
 
 // Rows lie one behind the other.
-static void PrepareQuad(uint8_t* quad, const uint8_t* const* rows, size_t count) {
-    for (int j = 0; j < 4; ++j) memcpy(quad + static_cast<size_t>(j) * count, rows[j], count);
+static void PrepareQuad(uint8_t* quad, const uint8_t* const* rows, size_t at, size_t count, size_t quadBytes) {
+    for (size_t j = 0; j < 4; ++j) memcpy(quad + j * quadBytes + at, rows[j], count);
 }
 
 constexpr size_t kSumBlock = 256;

@@ -1,0 +1,130 @@
+// Windows of 3 x 3 and pairs of samples that need no general sum; see Convolution.h.
+
+#if VEL_VECTOR
+// Takes step(i) to vectors of bytes that cover 0 to count - 1, count being at least a vector: an unaligned one, then
+// those that lie aligned in dst, then one that ends at the end. They overlap, so no destination may be a source.
+template <class Step>
+static inline void ForVectors(const uint8_t* dst, size_t count, Step step) {
+    step(size_t{0});
+    size_t i = kVectorBytes - reinterpret_cast<uintptr_t>(dst) % kVectorBytes;
+    for (; i + kVectorBytes <= count; i += kVectorBytes) step(i);
+    if (i < count) step(count - kVectorBytes);
+}
+
+// Bytes as two vectors of words, in the order that unpacking brings and packing undoes.
+struct WordPair {
+    Bytes low, high;
+};
+static inline Bytes Plus16(Bytes a, Bytes b) { return VEL_BYTES_OP(add_epi16)(a, b); }
+static inline WordPair Plus(WordPair a, WordPair b) { return {Plus16(a.low, b.low), Plus16(a.high, b.high)}; }
+static inline WordPair Minus(WordPair a, WordPair b) {
+    return {VEL_BYTES_OP(sub_epi16)(a.low, b.low), VEL_BYTES_OP(sub_epi16)(a.high, b.high)};
+}
+static inline WordPair Words(Bytes bytes) {
+    return {VEL_BYTES_OP(unpacklo_epi8)(bytes, Splat8(0)), VEL_BYTES_OP(unpackhi_epi8)(bytes, Splat8(0))};
+}
+static inline WordPair SumOfBytes(Bytes a, Bytes b) {
+#if VEL_AVX2
+    const Bytes ones = Splat8(1);
+    return {VEL_BYTES_OP(maddubs_epi16)(VEL_BYTES_OP(unpacklo_epi8)(a, b), ones),
+            VEL_BYTES_OP(maddubs_epi16)(VEL_BYTES_OP(unpackhi_epi8)(a, b), ones)};
+#else
+    return Plus(Words(a), Words(b));
+#endif
+}
+
+enum class BellCentre { None, Added, Subtracting };  // the last: the bell is subtracted from it
+
+struct BellQuotient {
+    Bytes centre, multiplier;
+    explicit BellQuotient(const Bell& bell) : centre(Splat16(bell.centre)), multiplier(Splat16(bell.multiplier)) {}
+
+    template <BellCentre kind>
+    Bytes Of(WordPair sum, WordPair middle) const {
+        if (kind != BellCentre::None) {
+            const WordPair weighed = {VEL_BYTES_OP(mullo_epi16)(middle.low, centre),
+                                      VEL_BYTES_OP(mullo_epi16)(middle.high, centre)};
+            sum = kind == BellCentre::Added ? Plus(weighed, sum) : Minus(weighed, sum);
+            sum.low = VEL_BYTES_OP(max_epi16)(sum.low, Splat8(0));
+            sum.high = VEL_BYTES_OP(max_epi16)(sum.high, Splat8(0));
+        }
+        return VEL_BYTES_OP(packus_epi16)(VEL_BYTES_OP(mulhi_epu16)(sum.low, multiplier),
+                                          VEL_BYTES_OP(mulhi_epu16)(sum.high, multiplier));
+    }
+};
+
+// A vector's width of all rows, from the top down.
+template <bool doubled, BellCentre kind>
+static inline void BellColumn(uint8_t* const* dst, const uint8_t* const* rows, int n, const BellQuotient& quotient,
+                              size_t step, size_t i) {
+    WordPair above = {}, row = {}, centre = {};
+    for (int y = 0; y < n + 2; ++y) {
+        const uint8_t* p = rows[y] + i;
+        const WordPair middle = Words(LoadBytes(p));
+        WordPair below = Plus(SumOfBytes(LoadBytes(p - step), LoadBytes(p + step)), middle);
+        if (doubled) below = Plus(below, middle);
+        if (y >= 2) {
+            WordPair sum = Plus(Plus(above, below), row);
+            if (doubled) sum = Plus(sum, row);
+            StoreBytes(dst[y - 2] + i, quotient.template Of<kind>(sum, centre));
+        }
+        above = row;
+        row = below;
+        centre = middle;
+    }
+}
+
+template <bool doubled, BellCentre kind>
+static void BellVectors(uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step,
+                        size_t count) {
+    const BellQuotient quotient(bell);
+    ForVectors(dst[0], count, [=](size_t i) { BellColumn<doubled, kind>(dst, rows, n, quotient, step, i); });
+}
+
+template <BellCentre kind>
+static void BellVectors(uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step,
+                        size_t count) {
+    if (bell.doubled) return BellVectors<true, kind>(dst, rows, n, bell, step, count);
+    BellVectors<false, kind>(dst, rows, n, bell, step, count);
+}
+#endif
+
+static inline int BellByte(const uint8_t* p, size_t step, int weight) {
+    return p[-static_cast<ptrdiff_t>(step)] + weight * p[0] + p[step];
+}
+
+static void BellRows(uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step,
+                     size_t count) {
+#if VEL_VECTOR
+    if (count >= kVectorBytes) {
+        if (bell.negative) return BellVectors<BellCentre::Subtracting>(dst, rows, n, bell, step, count);
+        if (bell.centre) return BellVectors<BellCentre::Added>(dst, rows, n, bell, step, count);
+        return BellVectors<BellCentre::None>(dst, rows, n, bell, step, count);
+    }
+#endif
+    const int weight = bell.doubled ? 2 : 1, sign = bell.negative ? -1 : 1;
+    for (int y = 0; y < n; ++y) {
+        for (size_t i = 0; i < count; ++i) {
+            const int sum = BellByte(rows[y] + i, step, weight) + weight * BellByte(rows[y + 1] + i, step, weight) +
+                            BellByte(rows[y + 2] + i, step, weight);
+            const int all = sign * sum + bell.centre * rows[y + 1][i];
+            dst[y][i] = Saturate(all < 0 ? 0 : all * bell.multiplier >> 16);
+        }
+    }
+}
+
+static void DifferenceRow(uint8_t* dst, const uint8_t* plus, const uint8_t* minus, size_t count, uint8_t offset) {
+#if VEL_VECTOR
+    if (count >= kVectorBytes) {
+        // Of the two differences, cut off at 0, one is 0.
+        const Bytes offsets = Splat8(offset);
+        ForVectors(dst, count, [=](size_t i) {
+            const Bytes a = LoadBytes(plus + i), b = LoadBytes(minus + i);
+            const Bytes raised = AddSaturated(offsets, SubtractSaturated(a, b));
+            StoreBytes(dst + i, SubtractSaturated(raised, SubtractSaturated(b, a)));
+        });
+        return;
+    }
+#endif
+    for (size_t i = 0; i < count; ++i) dst[i] = Saturate(plus[i] - minus[i] + offset);
+}
