@@ -21,6 +21,9 @@ std::atomic<uint64_t> gByteLimit{uint64_t{16} << 30};
 // Number of StrideInValues scopes alive in this thread.
 thread_local int tStrideInValues = 0;
 
+// What the thread's ResultMemory scope offers to the next image; null when there is none or it is taken.
+thread_local const Image* tResultMemory = nullptr;
+
 // Copies between images read true strides, whatever the thread's scope says.
 class TrueStrides {
 public:
@@ -123,6 +126,9 @@ bool IsDepth(uint32_t bitsPerPixel) {
 StrideInValues::StrideInValues() { ++tStrideInValues; }
 StrideInValues::~StrideInValues() { --tStrideInValues; }
 
+ResultMemory::ResultMemory(const Image& target) { tResultMemory = &target; }
+ResultMemory::~ResultMemory() { tResultMemory = nullptr; }
+
 SmartPtr<Image> Image::New() { return SmartPtr<Image>::Adopt(new (std::nothrow) Image); }
 
 SmartPtr<Image> Image::Make(const Shape& shape, RowOrder order) {
@@ -222,6 +228,7 @@ HRESULT Image::GetBits(uint32_t plane, uint32_t* unused, uint8_t** bits, int32_t
 
 HRESULT Image::Create(uint32_t width, uint32_t height, uint32_t planes, uint32_t bitsPerPixel, uint32_t format) {
     const Shape shape{width, height, bitsPerPixel, format, planes};
+    TakeResultMemory(shape);
     if (Wrapped() && shape == m_shape) {
         ClearPalette();
         for (uint32_t p = 0; p < shape.planes; ++p) {
@@ -230,6 +237,21 @@ HRESULT Image::Create(uint32_t width, uint32_t height, uint32_t planes, uint32_t
         return S_OK;
     }
     return Allocate(shape, RowOrder::TopDown);
+}
+
+void Image::TakeResultMemory(const Shape& shape) {
+    const Image* const target = tResultMemory;
+    if (!target || target == this || target->Empty()) return;
+    Shape offered = target->m_shape;
+    offered.format = shape.format;
+    // Strides of integer images may be asked for in values.
+    if (offered != shape || (shape.bitsPerPixel == 32 && target->m_stride % 4 != 0)) return;
+    tResultMemory = nullptr;
+    Reset();
+    m_shape = shape;
+    m_row0 = target->m_row0;
+    m_stride = target->m_stride;
+    m_planeDistance = target->m_planeDistance;
 }
 
 HRESULT Image::Allocate(const Shape& shape, RowOrder order) {

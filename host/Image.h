@@ -130,6 +130,8 @@ private:
     ~Image() { Reset(); }
 
     HRESULT Allocate(const Shape& shape, RowOrder order);
+    // Lays an image over what a ResultMemory scope offers, if that has the shape.
+    void TakeResultMemory(const Shape& shape);
     struct Source;
     // Makes this image, which owns nothing yet, a copy of what was read.
     HRESULT CopyFrom(const Source& source);
@@ -162,6 +164,18 @@ public:
     ~StrideInValues();
     StrideInValues(const StrideInValues&) = delete;
     StrideInValues& operator=(const StrideInValues&) = delete;
+};
+
+// While one is alive, the first image that its thread creates (Image::Create) with the size and depth of `target` lies
+// over target's pixels instead of a store of its own: a new image's pixels are computed right where they shall go.
+// The target outlives that image and is none of the images that are read meanwhile; operations may write between its
+// rows. Scopes do not nest.
+class ResultMemory {
+public:
+    explicit ResultMemory(const Image& target);
+    ~ResultMemory();
+    ResultMemory(const ResultMemory&) = delete;
+    ResultMemory& operator=(const ResultMemory&) = delete;
 };
 
 }  // namespace velhost
