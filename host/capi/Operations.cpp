@@ -206,10 +206,10 @@ vel_result RunOnCopy(Request& request, const ImageArgument& changed, Image& out,
         const Image* other = request.Given(argument);
         if (other && other != original && Overlap(*other, out)) direct = false;
     }
+    // What replaces an image may have another shape.
+    if (request.operation->result == ResultKind::Replaces) direct = false;
     SmartPtr<Image> copy;
-    if (original == &out && direct) {
-        copy = &out;
-    } else if (direct && request.operation->result != ResultKind::Replaces) {
+    if (direct) {
         Deliver(*original, out);
         copy = &out;
     } else {

@@ -224,6 +224,29 @@ TEST(CapiRuns, NewImagesGoIntoTheCallersMemory) {
     EXPECT_EQ(vel_run_into("flip", &input, 1, nullptr, 0, small.get(), nullptr), VEL_ERROR_ARGUMENT);
 }
 
+// An image that takes over a new one, into itself: pixels where the shape stays, a refusal where it does not.
+TEST(CapiRuns, ReplacedImagesKeepTheCallersMemory) {
+    std::vector<uint8_t> memory(9 * 8 * 3);
+    for (size_t i = 0; i < memory.size(); ++i) memory[i] = static_cast<uint8_t>(i * 29);
+    vel_image *view = nullptr, *copy = nullptr;
+    ASSERT_VEL(vel_image_wrap(memory.data(), 27, 9, 8, 24, VEL_COLOUR_BGR, &view));
+    const Owned owner(view);
+    ASSERT_VEL(vel_image_clone(view, &copy));
+    const Owned copyOwner(copy);
+    const vel_image_argument input = {"input", view}, other = {"input", copy};
+    ASSERT_VEL(vel_run("circle-transform", &other, 1, nullptr, 0, nullptr, nullptr));
+    ASSERT_VEL(vel_run_into("circle-transform", &input, 1, nullptr, 0, view, nullptr));
+    EXPECT_EQ(memory, Bytes(copy));
+    EXPECT_EQ(InfoOf(view).wrapped, 1u);
+    EXPECT_EQ(vel_run_into("grayscale", &input, 1, nullptr, 0, view, nullptr), VEL_ERROR_ARGUMENT);
+    EXPECT_EQ(memory, Bytes(copy));
+    EXPECT_EQ(InfoOf(view).bits_per_pixel, 24u);
+    ASSERT_VEL(vel_run("grayscale", &input, 1, nullptr, 0, nullptr, nullptr));
+    EXPECT_EQ(InfoOf(view).bits_per_pixel, 8u);
+    EXPECT_EQ(InfoOf(view).wrapped, 0u);
+    EXPECT_EQ(memory, Bytes(copy));
+}
+
 TEST(CapiRuns, CountsAndDestinations) {
     const Owned first = Picture(8, 2, 24, VEL_COLOUR_BGR), second = Picture(8, 2, 24, VEL_COLOUR_BGR);
     uint8_t* row = nullptr;
