@@ -224,7 +224,7 @@ TEST(CapiRuns, NewImagesGoIntoTheCallersMemory) {
     EXPECT_EQ(vel_run_into("flip", &input, 1, nullptr, 0, small.get(), nullptr), VEL_ERROR_ARGUMENT);
 }
 
-// An image that takes over a new one, into itself: pixels where the shape stays, a refusal where it does not.
+// An image that takes over a new one of its shape.
 TEST(CapiRuns, ReplacedImagesKeepTheCallersMemory) {
     std::vector<uint8_t> memory(9 * 8 * 3);
     for (size_t i = 0; i < memory.size(); ++i) memory[i] = static_cast<uint8_t>(i * 29);
@@ -238,13 +238,13 @@ TEST(CapiRuns, ReplacedImagesKeepTheCallersMemory) {
     ASSERT_VEL(vel_run_into("circle-transform", &input, 1, nullptr, 0, view, nullptr));
     EXPECT_EQ(memory, Bytes(copy));
     EXPECT_EQ(InfoOf(view).wrapped, 1u);
-    EXPECT_EQ(vel_run_into("grayscale", &input, 1, nullptr, 0, view, nullptr), VEL_ERROR_ARGUMENT);
-    EXPECT_EQ(memory, Bytes(copy));
-    EXPECT_EQ(InfoOf(view).bits_per_pixel, 24u);
+    const std::vector<uint8_t> coloured = memory;
     ASSERT_VEL(vel_run("grayscale", &input, 1, nullptr, 0, nullptr, nullptr));
-    EXPECT_EQ(InfoOf(view).bits_per_pixel, 8u);
-    EXPECT_EQ(InfoOf(view).wrapped, 0u);
-    EXPECT_EQ(memory, Bytes(copy));
+    for (size_t i = 0; i < memory.size(); i += 3) {
+        const int mean = (coloured[i] + coloured[i + 1] + coloured[i + 2]) / 3;
+        EXPECT_TRUE(memory[i] == mean && memory[i + 1] == mean && memory[i + 2] == mean) << i;
+    }
+    EXPECT_EQ(InfoOf(view).wrapped, 1u);
 }
 
 TEST(CapiRuns, CountsAndDestinations) {
