@@ -68,7 +68,7 @@ static void PulledPoints(int32_t* columns, int32_t* rows, const CircleRow* row, 
             ux = turned;
         }
         const double x = pulled * ux, y = pulled * uy;
-        const bool inside = distance < limit, sure = Sure(x) & Sure(y);
+        const bool inside = distance < limit, sure = int{Sure(x)} & int{Sure(y)};
         // What is no number is unsure and must not be converted.
         const int32_t column = row->centreX - static_cast<int32_t>(sure ? x : 0.0);
         const int32_t line = row->centreY - static_cast<int32_t>(sure ? y : 0.0);
