@@ -1,4 +1,5 @@
-// Writes vel_ops.h and vel_ops.c, the typed functions of the C interface, and the calls of their test, from the registry:
+// Writes vel_ops.h and vel_ops.c, the typed functions of the C interface, and the calls of their test, from the
+// registry:
 //   vel_generate OUT.h OUT.c OUT_TEST.c
 #include <algorithm>
 #include <cctype>
@@ -221,10 +222,12 @@ std::string Comment(const Operation& operation) {
 
 std::string Header(const EnumTypes& types) {
     std::string text =
-        "/* Typed functions of VELMaths, one for each operation; made from the operation registry. vel_run does the same "
+        "/* Typed functions of VELMaths, one for each operation; made from the operation registry. vel_run does the "
+        "same "
         "by\n * name, and vel_run_into writes into memory of the caller. Hyphens of names are underscores here. */\n"
         "#ifndef VEL_OPS_H\n#define VEL_OPS_H\n\n#include \"vel.h\"\n\n"
-        "#ifdef __cplusplus\nextern \"C\" {\n#endif\n\n" + types.Declarations();
+        "#ifdef __cplusplus\nextern \"C\" {\n#endif\n\n" +
+        types.Declarations();
     for (const Operation& operation : velhost::Operations()) {
         text += Comment(operation) + "VEL_API " + Signature(types, operation) + ";\n\n";
     }
@@ -234,8 +237,8 @@ std::string Header(const EnumTypes& types) {
 std::string Body(const Operation& operation) {
     std::string text = "    const vel_image_argument images[] = {";
     for (const ImageArgument& image : operation.images) {
-        text += (&image == &operation.images.front() ? "" : ", ") + ("{\"" + image.name + "\", ") + Snake(image.name) +
-                "}";
+        text +=
+            (&image == &operation.images.front() ? "" : ", ") + ("{\"" + image.name + "\", ") + Snake(image.name) + "}";
     }
     text += "};\n";
     if (!operation.parameters.empty()) {
@@ -249,7 +252,8 @@ std::string Body(const Operation& operation) {
         text += slot + "name = \"" + parameter.name + "\";\n";
         if (parameter.optional) {
             text += slot + "kind = " + name + " ? " + kind + " : VEL_NOT_GIVEN;\n";
-            text += "    if (" + name + ") arguments[" + std::to_string(i) + "].value." + member + " = *" + name + ";\n";
+            text +=
+                "    if (" + name + ") arguments[" + std::to_string(i) + "].value." + member + " = *" + name + ";\n";
             continue;
         }
         text += slot + "kind = " + kind + ";\n" + slot + "value." + member + " = " + name + ";\n";
@@ -340,10 +344,11 @@ std::string Test(const EnumTypes& types) {
         const std::vector<int>& acts = operation.rules.acts;
         const bool colour = std::find(acts.begin(), acts.end(), 24) != acts.end() && operation.name != "kernel";
         list += "    {\"" + operation.name + "\", run_" + name + ", {" + images + "NULL}, {" + texts + "NULL}, " +
-                (colour ? "24" : "32") + ", " + (GivesImage(operation) ? "1" : "0") + ", " + (operation.rules.random.empty() ? "0" : "1") + "},\n";
+                (colour ? "24" : "32") + ", " + (GivesImage(operation) ? "1" : "0") + ", " +
+                (operation.rules.random.empty() ? "0" : "1") + "},\n";
     }
-    return text + "\nconst typed_test typed_tests[] = {\n" + list + "};\nconst size_t typed_test_count = " +
-           std::to_string(velhost::Operations().size()) + ";\n";
+    return text + "\nconst typed_test typed_tests[] = {\n" + list +
+           "};\nconst size_t typed_test_count = " + std::to_string(velhost::Operations().size()) + ";\n";
 }
 
 bool Write(const char* path, const std::string& text) {

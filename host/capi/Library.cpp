@@ -60,10 +60,19 @@ uint32_t vel_abi_version(void) { return VEL_ABI_VERSION; }
 const char* vel_version(void) { return VEL_VERSION; }
 
 const char* vel_result_name(vel_result result) {
-    static constexpr const char* kNames[] = {
-        "VEL_OK",           "VEL_ERROR_NOT_FOUND", "VEL_ERROR_ACCESS",   "VEL_ERROR_EXISTS", "VEL_ERROR_UNSUPPORTED",
-        "VEL_ERROR_DAMAGED", "VEL_ERROR_LIMIT",    "VEL_ERROR_ARGUMENT", "VEL_ERROR_MEMORY", "VEL_ERROR_MODULE",
-        "VEL_ERROR_OPERATION", "VEL_ERROR_CALLBACK", "VEL_ERROR_INTERNAL"};
+    static constexpr const char* kNames[] = {"VEL_OK",
+                                             "VEL_ERROR_NOT_FOUND",
+                                             "VEL_ERROR_ACCESS",
+                                             "VEL_ERROR_EXISTS",
+                                             "VEL_ERROR_UNSUPPORTED",
+                                             "VEL_ERROR_DAMAGED",
+                                             "VEL_ERROR_LIMIT",
+                                             "VEL_ERROR_ARGUMENT",
+                                             "VEL_ERROR_MEMORY",
+                                             "VEL_ERROR_MODULE",
+                                             "VEL_ERROR_OPERATION",
+                                             "VEL_ERROR_CALLBACK",
+                                             "VEL_ERROR_INTERNAL"};
     static_assert(std::size(kNames) == 1 - VEL_ERROR_INTERNAL);
     return result <= 0 && result >= VEL_ERROR_INTERNAL ? kNames[-result] : "unknown";
 }

@@ -22,8 +22,7 @@ namespace velcapi {
 // One run's view of a caller's mapping: keeps the answers for the points that were asked ahead.
 class RunMapping final : public velhost::Counted<RunMapping, ITransform> {
 public:
-    explicit RunMapping(const vel_mapping& mapping)
-        : m_mapping(mapping), m_x(mapping.batch), m_y(mapping.batch) {}
+    explicit RunMapping(const vel_mapping& mapping) : m_mapping(mapping), m_x(mapping.batch), m_y(mapping.batch) {}
 
     HRESULT QueryInterface(const IID& iid, void** object) override;
     // A point that the function failed for, and every later one, lies outside every image.

@@ -124,9 +124,8 @@ void Request::AddArgument(const vel_argument& given) {
 
 Image* Request::Given(const ImageArgument& argument) const {
     const auto found = images.find(argument.name);
-    return found == images.end() || !found->second
-               ? nullptr
-               : static_cast<Image*>(static_cast<IVELImageDIB*>(found->second));
+    return found == images.end() || !found->second ? nullptr
+                                                   : static_cast<Image*>(static_cast<IVELImageDIB*>(found->second));
 }
 
 const ImageArgument* Request::Changed() const {
@@ -260,8 +259,8 @@ vel_result vel_run_into(const char* operation, const vel_image_argument* images,
         Request request(operation, images, image_count, arguments, argument_count);
         const ImageArgument* changed = request.Changed();
         Finished finished;
-        const vel_result code = changed ? RunOnCopy(request, *changed, target, &finished)
-                                        : RunIntoMemory(request, target, &finished);
+        const vel_result code =
+            changed ? RunOnCopy(request, *changed, target, &finished) : RunIntoMemory(request, target, &finished);
         if (code != VEL_OK) return code;
         Deliver(*finished.image.Get(), target);
         if (count) *count = finished.count;

@@ -140,18 +140,18 @@ VEL_API vel_result vel_image_set_palette(vel_image* image, const vel_colour* ent
 /* Conversions that loading may make when no image can hold the picture as it is; nothing is converted unasked. */
 enum {
     VEL_CONVERT_NONE = 0,
-    VEL_CONVERT_WIDEN = 1,      /* to a greater depth, nothing is lost */
-    VEL_CONVERT_EIGHT_BIT = 2,  /* wide samples to 8 bits */
-    VEL_CONVERT_RGB = 4,        /* CMYK, L*a*b* and others to 24 bits */
-    VEL_CONVERT_ROUND = 8,      /* floats to 32-bit integers */
-    VEL_CONVERT_ALL = 16        /* whatever it takes */
+    VEL_CONVERT_WIDEN = 1,     /* to a greater depth, nothing is lost */
+    VEL_CONVERT_EIGHT_BIT = 2, /* wide samples to 8 bits */
+    VEL_CONVERT_RGB = 4,       /* CMYK, L*a*b* and others to 24 bits */
+    VEL_CONVERT_ROUND = 8,     /* floats to 32-bit integers */
+    VEL_CONVERT_ALL = 16       /* whatever it takes */
 };
 
 typedef struct vel_load_options {
-    uint32_t size;      /* sizeof(vel_load_options) */
-    uint32_t page;      /* which picture of a file with several, from 0 */
-    uint32_t convert;   /* VEL_CONVERT_... or-ed */
-    uint32_t reserved;  /* 0 */
+    uint32_t size;                                  /* sizeof(vel_load_options) */
+    uint32_t page;                                  /* which picture of a file with several, from 0 */
+    uint32_t convert;                               /* VEL_CONVERT_... or-ed */
+    uint32_t reserved;                              /* 0 */
     uint64_t max_pixels, max_bytes, max_file_bytes; /* larger pictures give VEL_ERROR_LIMIT */
 } vel_load_options;
 
@@ -226,8 +226,8 @@ enum {
     VEL_COLOUR = 4,
     VEL_SIZE = 5,
     VEL_POINT = 6,
-    VEL_TABLE = 7,   /* 256 bytes */
-    VEL_KERNEL = 8,  /* side * side coefficients, row by row */
+    VEL_TABLE = 7,  /* 256 bytes */
+    VEL_KERNEL = 8, /* side * side coefficients, row by row */
     VEL_MAPPING = 9,
     VEL_NOT_GIVEN = 10
 };
@@ -278,8 +278,7 @@ enum {
 /* What a run with these arguments would do, judged without running it. `note` (may be null) becomes a line for people,
  * valid until this thread's next vel_judge. */
 VEL_API vel_result vel_judge(const char* operation, const vel_image_argument* images, size_t image_count,
-                             const vel_argument* arguments, size_t argument_count, int32_t* verdict,
-                             const char** note);
+                             const vel_argument* arguments, size_t argument_count, int32_t* verdict, const char** note);
 /* {"version": ..., "operations": [...]}: names, images, parameters with ranges and defaults, rule cards, examples.
  * Valid as long as the library. */
 VEL_API vel_result vel_operations_json(const char** json);

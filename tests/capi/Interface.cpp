@@ -394,8 +394,8 @@ TEST(CapiRuns, EveryOperationByName) {
         ASSERT_EQ(arguments.size(), operation["example"].size());
         const std::vector<uint8_t> before = Bytes(crops[0].image.get());
         vel_image* result = nullptr;
-        EXPECT_VEL(vel_run(name.c_str(), images.data(), images.size(), arguments.data(), arguments.size(), &result,
-                           nullptr));
+        EXPECT_VEL(
+            vel_run(name.c_str(), images.data(), images.size(), arguments.data(), arguments.size(), &result, nullptr));
         ASSERT_TRUE(result);
         if (operation["result"] == "in-place") {
             EXPECT_EQ(result, crops[0].image.get());
@@ -404,13 +404,25 @@ TEST(CapiRuns, EveryOperationByName) {
             // A depth that the image has already needs no new image.
             EXPECT_EQ(result == crops[0].image.get(), name == "increase-bpp");
             EXPECT_EQ(Bytes(crops[0].image.get()), before);
-            // The same into memory of the caller's shape.
+            // The same straight into the caller's memory without gaps, in both row orders.
             const vel_image_info info = InfoOf(result);
-            const Owned out = Picture(info.width, info.height, info.bits_per_pixel, info.format);
-            EXPECT_VEL(vel_run_into(name.c_str(), images.data(), images.size(), arguments.data(), arguments.size(),
-                                    out.get(), nullptr));
-            if (!operation["rules"]["random"]) {
-                EXPECT_EQ(Bytes(out.get()), Bytes(result));
+            for (const bool bottomUp : {false, true}) {
+                constexpr size_t kGuard = 4096;
+                std::vector<uint8_t> memory(info.row_bytes * info.height + 2 * kGuard, 0xEE);
+                const auto stride = static_cast<int64_t>(info.row_bytes);
+                uint8_t* row0 = &memory[kGuard + (bottomUp ? info.row_bytes * (info.height - 1) : 0)];
+                vel_image* wrapped = nullptr;
+                ASSERT_VEL(vel_image_wrap(row0, bottomUp ? -stride : stride, info.width, info.height,
+                                          info.bits_per_pixel, info.format, &wrapped));
+                const Owned out(wrapped);
+                EXPECT_VEL(vel_run_into(name.c_str(), images.data(), images.size(), arguments.data(), arguments.size(),
+                                        out.get(), nullptr));
+                if (!operation["rules"]["random"]) {
+                    EXPECT_EQ(Bytes(out.get()), Bytes(result)) << bottomUp;
+                }
+                const auto guard = [](uint8_t byte) { return byte == 0xEE; };
+                EXPECT_TRUE(std::all_of(memory.begin(), memory.begin() + kGuard, guard)) << bottomUp;
+                EXPECT_TRUE(std::all_of(memory.end() - kGuard, memory.end(), guard)) << bottomUp;
             }
         }
         vel_image_release(result);

@@ -28,7 +28,10 @@ vel_mapping* test_mapping(const char* text) {
 static vel_image* picture(const char* operation, int bits, uint32_t seed) {
     const int integers = !strcmp(operation, "scale8") || !strcmp(operation, "kernel");
     vel_image* image = NULL;
-    vel_image_create(300, 260, (uint32_t)bits, integers ? VEL_COLOUR_MONO : bits == 24 ? VEL_COLOUR_BGR : VEL_COLOUR_ARGB,
+    vel_image_create(300, 260, (uint32_t)bits,
+                     integers     ? VEL_COLOUR_MONO
+                     : bits == 24 ? VEL_COLOUR_BGR
+                                  : VEL_COLOUR_ARGB,
                      &image);
     for (uint32_t y = 0; y < 260; ++y) {
         uint8_t* row = NULL;

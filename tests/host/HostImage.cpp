@@ -408,4 +408,35 @@ TEST(HostImage, StrideInValuesConcernsIntegerImagesOfThisThread) {
     EXPECT_EQ(strideOf(odd), 21);
 }
 
+TEST(HostImage, ResultMemoryServesOneImageOfItsSizeAndDepth) {
+    uint8_t memory[4 * 12] = {1, 2, 3};
+    const auto target = Image::Wrap(memory + 36, -12, {4, 4, 24, FORMAT_BGR});
+    const auto other = Image::New(), first = Image::New(), second = Image::New(), later = Image::New();
+    {
+        const velhost::ResultMemory scope(*target.Get());
+        EXPECT_EQ(other->Create(4, 3, 1, 24, FORMAT_BGR), S_OK);
+        EXPECT_NE(other->Row(0), target->Row(0));
+        std::thread([&] { EXPECT_EQ(second->Create(4, 4, 1, 24, FORMAT_BGR), S_OK); }).join();
+        EXPECT_NE(second->Row(0), target->Row(0));
+        EXPECT_EQ(first->Create(4, 4, 1, 24, FORMAT_MONO), S_OK);
+        EXPECT_EQ(first->Row(0), memory + 36);
+        EXPECT_EQ(first->Row(3), memory);
+        EXPECT_EQ(first->Format(), FORMAT_MONO);
+        EXPECT_EQ(memory[0], 0);
+        EXPECT_EQ(second->Create(4, 4, 1, 24, FORMAT_BGR), S_OK);
+        EXPECT_NE(second->Row(0), target->Row(0));
+    }
+    {
+        const velhost::ResultMemory scope(*target.Get());
+    }
+    EXPECT_EQ(later->Create(4, 4, 1, 24, FORMAT_BGR), S_OK);
+    EXPECT_NE(later->Row(0), target->Row(0));
+    // Integer images whose stride cannot be said in values.
+    uint8_t odd[42];
+    const auto integers = Image::Wrap(odd, 21, {5, 2, 32, FORMAT_MONO});
+    const velhost::ResultMemory scope(*integers.Get());
+    EXPECT_EQ(later->Create(5, 2, 1, 32, FORMAT_MONO), S_OK);
+    EXPECT_NE(later->Row(0), odd);
+}
+
 }  // namespace

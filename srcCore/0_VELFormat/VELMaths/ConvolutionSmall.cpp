@@ -74,7 +74,10 @@ bool IsDifference(const Coefficients& coefficients, const Quotient& quotient, Sa
 HRESULT ConvolveDifference(const ImageView& target, const ImageView& source, const Window& window,
                            const SampleDifference& difference) {
     const int64_t bytes = SampleBytes(source), width = source.width;
-    const auto [plusX, plusY, minusX, minusY, offset] = difference;
+    // Variables, not a structured binding, which lambdas of older compilers cannot capture.
+    const int64_t plusX = difference.plusX, plusY = difference.plusY;
+    const int64_t minusX = difference.minusX, minusY = difference.minusY;
+    const uint8_t offset = difference.offset;
     SampleRows rows(source, window.Rows());
     SampleWriter writer(target);
     const ScratchBuffer ends(static_cast<uint64_t>(2 * width * bytes));
