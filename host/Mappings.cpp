@@ -106,7 +106,7 @@ struct GridMap {
         const auto [i, s] = CellOf((x - x0) / dx, columns);
         const auto [j, t] = CellOf((y - y0) / dy, rows);
         const PointPair &a = At(i, j), &b = At(i + 1, j), &c = At(i, j + 1), &d = At(i + 1, j + 1);
-        const auto blend = [&](size_t k) {
+        const auto blend = [&, s = s, t = t](size_t k) {
             const double top = a[k] + (b[k] - a[k]) * s, bottom = c[k] + (d[k] - c[k]) * s;
             return top + (bottom - top) * t;
         };
