@@ -93,8 +93,8 @@ std::string MaskProblem(const Operation& operation, const Images& images) {
 }
 
 // A new image that holds the input's indexes gets the input's palette too.
-void CarryPalette(const Images& images, const Operation& operation, const SmartPtr<IVEL>& result) {
-    if (operation.palette != PaletteUse::Keeps || operation.result != ResultKind::NewImage) return;
+void CarryPalette(const Images& images, const Operation& operation, PaletteUse use, const SmartPtr<IVEL>& result) {
+    if (use != PaletteUse::Keeps || operation.result != ResultKind::NewImage) return;
     const auto input = images.find(operation.images.front().name);
     auto* made = dynamic_cast<Image*>(result.Get());
     if (input == images.end() || !made || made->BitsPerPixel() > 8 || !made->Palette().empty()) return;
@@ -108,8 +108,8 @@ void CarryPalette(const Images& images, const Operation& operation, const SmartP
     made->SetPalette({table, count});
 }
 
-void NotePalette(const Operation& operation, const Images& images, Outcome* outcome) {
-    if (operation.palette != PaletteUse::Ignores) return;
+void NotePalette(const Operation& operation, PaletteUse use, const Images& images, Outcome* outcome) {
+    if (use != PaletteUse::Ignores) return;
     for (const ImageArgument& argument : operation.images) {
         const auto found = images.find(argument.name);
         if (argument.role != ImageArgument::Source || found == images.end() || !InfoOf(found->second).palette) continue;
@@ -232,8 +232,9 @@ Outcome Run(Module& module, const Operation& operation, const Images& images, co
         outcome.error = verdict.note;
         return outcome;
     }
-    NotePalette(operation, images, &outcome);
     Call call(operation, &module, images, arguments);
+    const PaletteUse use = operation.paletteOf ? operation.paletteOf(call) : operation.palette;
+    NotePalette(operation, use, images, &outcome);
     outcome.code = operation.run(call);
     outcome.failed = Failed(outcome.code) && verdict.kind != Verdict::ActsButFails;
     if (outcome.failed) {
@@ -242,7 +243,7 @@ Outcome Run(Module& module, const Operation& operation, const Images& images, co
         return outcome;
     }
     if (!verdict.note.empty()) outcome.notes.push_back(verdict.note);
-    CarryPalette(images, operation, call.result);
+    CarryPalette(images, operation, use, call.result);
     outcome.image = std::move(call.result);
     outcome.count = call.count;
     return outcome;

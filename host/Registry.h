@@ -128,8 +128,9 @@ struct Operation {
     std::string exampleFiles = "-i photo.png -o result.png";
 
     HRESULT (*run)(Call& call) = nullptr;
-    Window (*window)(const Call& call) = nullptr;    // null: see rules.window
-    Verdict (*verdict)(const Call& call) = nullptr;  // null: by the depth lists of the rules
+    Window (*window)(const Call& call) = nullptr;         // null: see rules.window
+    Verdict (*verdict)(const Call& call) = nullptr;       // null: by the depth lists of the rules
+    PaletteUse (*paletteOf)(const Call& call) = nullptr;  // where `palette` depends on the arguments
 
     const Parameter* FindParameter(std::string_view name) const;
     const ImageArgument* FindImage(std::string_view name) const;

@@ -96,6 +96,10 @@ Operation FlipBits() {
     return op;
 }
 
+std::string NoTurn(const ImageInfo& info) {
+    return "no pixels are turned at " + DepthText(info) + " depth; the result is an unwritten image";
+}
+
 Operation Rotate4() {
     RuleCard card = CopyCard({8, 16, 24, 32}, {1, 4});
     card.depths =
@@ -125,15 +129,19 @@ Operation Rotate4() {
     op.verdict = [](const Call& call) {
         const ImageInfo info = InfoOf(call.Image("input"));
         if (info.bitsPerPixel >= 8) return Verdict{};
-        return Verdict{Verdict::LeavesAlone,
-                       "no pixels are turned at " + DepthText(info) + " depth; the result is an unwritten image"};
+        return Verdict{Verdict::LeavesAlone, NoTurn(info)};
     };
     return op;
 }
 
+// The angles that rotate hands on to rotate4.
+bool IsQuarterTurn(int angle) { return angle == 90 || angle == 180 || angle == 270 || angle == -90; }
+
 Operation Rotate() {
-    RuleCard card = CopyCard({1, 4, 8, 16, 24, 32}, {});
-    card.depths = "made for 24 and 32 bits: at 15 bits or fewer written pixels are one byte and skipped ones three";
+    RuleCard card = CopyCard({1, 4, 8, 24, 32}, {16});
+    card.depths =
+        "made for 24 and 32 bits: at 8 bits and less written pixels are one byte and skipped ones three; 16-bit "
+        "pixels are read as black; turns without loss are rotate4's at every depth, and keep the palette";
     card.border =
         "only positions from 3 to size - 4 are sampled; everything else is the colour of pixel (0, 0), opaque";
     card.rounding = std::string("truncated; ") + kMethodNote;
@@ -166,17 +174,23 @@ Operation Rotate() {
     };
     op.verdict = [](const Call& call) {
         const ImageInfo info = InfoOf(call.Image("input"));
-        const int angle = call.Int("angle");
-        const bool copies = angle == 0 || angle == -90 || angle == 90 || angle == 180 || angle == 270;
-        if (info.bitsPerPixel >= 24 || copies) return Verdict{};
+        if (info.bitsPerPixel >= 24 || call.Int("angle") == 0) return Verdict{};
+        if (IsQuarterTurn(call.Int("angle"))) {
+            return info.bitsPerPixel >= 8 ? Verdict{} : Verdict{Verdict::LeavesAlone, NoTurn(info)};
+        }
+        if (info.bitsPerPixel == 16) return Verdict{Verdict::LeavesAlone, "16-bit pixels are read as black"};
         return Verdict{Verdict::Acts, "at " + DepthText(info) + " depth general angles leave the pixels scattered"};
+    };
+    op.paletteOf = [](const Call& call) {
+        const bool copies = call.Int("angle") == 0 || IsQuarterTurn(call.Int("angle"));
+        return copies ? PaletteUse::Keeps : PaletteUse::Ignores;
     };
     return op;
 }
 
 Operation RotatePaste() {
     RuleCard card = CopyCard({1, 4, 8, 16, 24, 32}, {});
-    card.depths = "any source; the destination needs 24 or 32 bits";
+    card.depths = "any source, 16-bit ones being read as black; the destination needs 24 or 32 bits";
     card.border = "positions from 0 to width and height (included) are sampled; beyond them the destination stays";
     card.rounding = std::string("truncated; ") + kMethodNote;
     card.saturation = "clamped to 0 to 255";
@@ -211,7 +225,10 @@ Operation RotatePaste() {
     };
     op.verdict = [](const Call& call) {
         const ImageInfo onto = InfoOf(call.Image("onto"));
-        if (onto.bitsPerPixel >= 24) return Verdict{};
+        if (onto.bitsPerPixel >= 24) {
+            const bool black = InfoOf(call.Image("source")).bitsPerPixel == 16;
+            return Verdict{Verdict::Acts, black ? "16-bit pixels are read as black" : ""};
+        }
         return Verdict{Verdict::Impossible, "a " + DepthText(onto) +
                                                 " image cannot be drawn into; increase-bpp brings 8-bit "
                                                 "images to 24 or 32 bits"};
@@ -266,10 +283,18 @@ Size Proportional(Size size, const ImageInfo& info) {
     return size;
 }
 
+// Whether resample samples between pixels, instead of copying some.
+bool Interpolates(const Call& call) {
+    const ImageInfo info = InfoOf(call.Image("input"));
+    const Size size = Proportional(call.As<Size>("size"), info);
+    if (size.width == info.width && size.height == info.height) return false;
+    return info.bitsPerPixel < 8 || (call.Int("mode") == 0 && (size.width < info.width || size.height < info.height));
+}
+
 Operation Resample() {
     RuleCard card = CopyCard({1, 4, 8, 16, 24, 32}, {});
     card.depths =
-        "the palette is copied only when the size stays; shrinking by interpolation does not write 16-bit images";
+        "shrinking by interpolation does not write 16-bit images; at 1 and 4 bits every path samples with the method";
     card.border = "positions outside take the colour of pixel (0, 0)";
     card.rounding =
         std::string("shrinking: truncated, and columns snap to multiples of 3 at 24 bits and of 4 at 32 bits; ") +
@@ -301,11 +326,17 @@ Operation Resample() {
                                              static_cast<int>(size.height), call.Int("method"), call.Int("mode"));
         });
     };
+    op.verdict = [](const Call& call) {
+        if (InfoOf(call.Image("input")).bitsPerPixel != 16 || !Interpolates(call)) return Verdict{};
+        return Verdict{Verdict::LeavesAlone,
+                       "16-bit images are not written when they are interpolated; --mode replicate does"};
+    };
+    op.paletteOf = [](const Call& call) { return Interpolates(call) ? PaletteUse::Ignores : PaletteUse::Keeps; };
     return op;
 }
 
 Operation IncreaseBpp() {
-    RuleCard card = CopyCard({8, 24}, {1, 4, 16, 32});
+    RuleCard card = CopyCard({1, 4, 8, 24}, {16, 32});
     card.depths =
         "8 to 24 or 32 bits through the image's palette or as grey, 24 to 32; other pairs give a new image that was "
         "never written; a depth that is not greater gives the image itself; 1- and 4-bit images are read one byte "
@@ -345,6 +376,10 @@ Operation IncreaseBpp() {
             return Verdict{Verdict::Acts,
                            "alpha is 0 everywhere when a palette is expanded to 32 bits; set-image-alpha --alpha 255 "
                            "makes the image opaque"};
+        }
+        if (info.bitsPerPixel < 8 && depth >= 24) {
+            return Verdict{Verdict::Acts,
+                           "bytes are read one a pixel, which is not what a " + DepthText(info) + " image holds"};
         }
         if ((info.bitsPerPixel == 8 && depth >= 24) || (info.bitsPerPixel == 24 && depth == 32)) return Verdict{};
         return Verdict{Verdict::LeavesAlone, "there is no conversion from " + DepthText(info) + " to " +

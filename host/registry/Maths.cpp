@@ -420,11 +420,11 @@ Operation CreateDestImage() {
 }
 
 Operation Scale8() {
-    RuleCard card = PixelCard({32}, {8}, {1, 4, 16, 24});
+    RuleCard card = PixelCard({32}, {1, 4, 8}, {16, 24});
     card.depths =
-        "the source must be MONO: 32 bits are scaled, less than 9 bits give an unwritten image, 16 and 24 bits are "
-        "read as "
-        "rows of 32-bit words; all planes";
+        "the source must be MONO: 32 bits are scaled, less than 9 bits give an unwritten image, 16 and 24 bits (if "
+        "they "
+        "are MONO) are read as rows of 32-bit words; all planes";
     card.rounding = "value * factor in double precision, truncated toward zero, then the offset is added";
     card.saturation = "clamped to 0 to 255";
     card.alpha = "there is none";

@@ -461,6 +461,15 @@ TEST_F(RegistryRun, PalettesFollowMovedPixels) {
     ASSERT_TRUE(made);
     ASSERT_EQ(made->Palette().size(), 2u);
     EXPECT_EQ(made->Palette()[1].rgbRed, 6);
+    for (const char* angle : {"90", "0"}) {
+        outcome = Do("rotate", {{"input", image.Get()}}, {{"angle", angle}});
+        EXPECT_TRUE(outcome.notes.empty()) << outcome.notes[0];
+        EXPECT_EQ(dynamic_cast<Image&>(*outcome.image.Get()).Palette().size(), 2u) << angle;
+    }
+    outcome = Do("resample", {{"input", image.Get()}}, {{"size", "14x6"}});
+    EXPECT_TRUE(outcome.notes.empty());
+    EXPECT_EQ(dynamic_cast<Image&>(*outcome.image.Get()).Palette().size(), 2u);
+    EXPECT_EQ(Do("resample", {{"input", image.Get()}}, {{"size", "3x2"}}).notes.size(), 1u);
     outcome = Do("blur", {{"input", image.Get()}});
     ASSERT_FALSE(outcome.failed) << outcome.error;
     ASSERT_EQ(outcome.notes.size(), 1u);
@@ -493,6 +502,67 @@ TEST_F(RegistryRun, ClassOperationsAreReachedThroughTheirTables) {
     auto* result = dynamic_cast<Image*>(outcome.image.Get());
     ASSERT_TRUE(result);
     EXPECT_EQ(reinterpret_cast<const int32_t*>(result->Row(1))[1], 65);
+}
+
+// What the rule cards say of each depth is what happens.
+TEST_F(RegistryRun, DepthListsAreTrue) {
+    const auto has = [](const std::vector<int>& list, int depth) {
+        return std::find(list.begin(), list.end(), depth) != list.end();
+    };
+    for (const Operation& operation : Operations()) {
+        for (const int depth : {1, 4, 8, 16, 24, 32}) {
+            SCOPED_TRACE(operation.name + " at " + std::to_string(depth) + " bits");
+            const bool mono = (depth <= 8 && operation.name != "equal") ||
+                              (depth == 32 && (operation.name == "kernel" || operation.name == "scale8"));
+            const uint32_t format = mono ? FORMAT_MONO : depth == 32 ? FORMAT_ARGB : FORMAT_BGR;
+            Images images;
+            std::vector<SmartPtr<Image>> held;
+            std::map<std::string, std::vector<uint8_t>> before;
+            for (const ImageArgument& argument : operation.images) {
+                if (!argument.required) continue;
+                const bool deep = operation.name == "rotate-paste" && argument.name == "onto";
+                held.push_back(deep ? Picture(280, 220, 24, FORMAT_BGR)
+                                    : Picture(280, 220, static_cast<uint32_t>(depth), format));
+                // A second picture that is another one, and voids for what fills them.
+                if (held.size() > 1) held.back()->Row(7)[9] ^= 0x55;
+                std::fill_n(held.back()->Row(5) + 10, 8, uint8_t{0});
+                std::fill_n(held.back()->Row(3), 8, uint8_t{255});
+                images[argument.name] = held.back().Get();
+                before[argument.name] = Bytes(held.back().Get());
+            }
+            Arguments arguments = Parse(operation, operation.example);
+            if (operation.FindParameter("map")) {
+                arguments["map"] = Read(*operation.FindParameter("map"), "affine:1,0,3,0,1,2");
+            }
+            if (operation.name == "increase-bpp") arguments["depth"] = int64_t{depth < 24 ? 24 : 32};
+            if (operation.name == "resample") arguments["mode"] = int64_t{1};
+            if (operation.name == "scale") arguments["depth"] = int64_t{8};
+            const Outcome outcome = velhost::Run(m_module, operation, images, arguments);
+            if (has(operation.rules.refuses, depth)) {
+                EXPECT_TRUE(outcome.failed);
+                EXPECT_TRUE(Failed(outcome.code));
+                for (const auto& [name, bytes] : before) EXPECT_EQ(Bytes(images[name]), bytes) << name;
+                continue;
+            }
+            ASSERT_FALSE(outcome.failed) << outcome.error;
+            const std::vector<uint8_t> result = Bytes(outcome.image.Get());
+            const bool blank = std::count(result.begin(), result.end(), 0) == static_cast<ptrdiff_t>(result.size());
+            const bool made = operation.result == ResultKind::NewImage || operation.result == ResultKind::Replaces;
+            const std::string changed = operation.result == ResultKind::Destination && images.contains("onto")
+                                            ? "onto"
+                                            : operation.images.front().name;
+            const bool asBefore = result == before[changed];
+            if (has(operation.rules.acts, depth)) {
+                // Of greys 0 and 1 little is left to see, and low greys take no tint.
+                if (depth == 1 || (depth == 4 && operation.name == "colorize")) continue;
+                EXPECT_TRUE(operation.name == "create-dest-image" ? blank : !blank);
+                EXPECT_TRUE(made || !asBefore);
+            } else {
+                EXPECT_TRUE(asBefore || blank);
+                EXPECT_FALSE(outcome.notes.empty()) << "left alone without a word";
+            }
+        }
+    }
 }
 
 // Every entry runs on a picture of a depth that it acts on and says what it says it does.

@@ -74,7 +74,8 @@ std::string Wrap(const std::string& text, int indent, int width) {
     while (words >> word) {
         const int length = static_cast<int>(word.size());
         if (column > indent && column + 1 + length > width) {
-            lines += "\n" + std::string(static_cast<size_t>(indent), ' ');
+            lines += '\n';
+            lines.append(static_cast<size_t>(indent), ' ');
             column = indent;
         } else if (column > indent) {
             lines += ' ';
