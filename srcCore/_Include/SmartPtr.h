@@ -22,7 +22,10 @@ public:
         SmartPtr(pointer).Swap(*this);
         return *this;
     }
-    SmartPtr& operator=(const SmartPtr& other) { return *this = other.m_pointer; }
+    SmartPtr& operator=(const SmartPtr& other) {
+        SmartPtr(other).Swap(*this);
+        return *this;
+    }
     SmartPtr& operator=(SmartPtr&& other) noexcept {
         SmartPtr(std::move(other)).Swap(*this);
         return *this;

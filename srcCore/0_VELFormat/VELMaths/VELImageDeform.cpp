@@ -15,7 +15,8 @@ public:
     CircleMap(int64_t width, int64_t height, int mode)
         : m_mode(mode), m_width(width), m_height(height), m_cx(width / 2), m_cy(height / 2) {
         m_radius = static_cast<int32_t>(UTILMath::Sqrt(static_cast<double>(m_cx * m_cx + m_cy * m_cy)));
-        m_half = static_cast<float>(m_radius / 2);
+        const int32_t half = m_radius / 2;
+        m_half = static_cast<float>(half);
     }
 
     struct Point {
