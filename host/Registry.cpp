@@ -121,7 +121,7 @@ void NotePalette(const Operation& operation, PaletteUse use, const Images& image
 }
 
 std::string Meaning(const Operation& operation, HRESULT code) {
-    const std::string name = ResultName(code);
+    std::string name = ResultName(code);
     for (const auto& [result, meaning] : operation.rules.results) {
         if (result == name) return name + " (" + meaning + ")";
     }
