@@ -1,5 +1,7 @@
 #include <algorithm>
+#include <cmath>
 
+#include "SamplingWeights.h"
 #include "unit/KernelCheck.h"
 
 namespace {
@@ -110,8 +112,30 @@ VEL_CHECK(Sampling, TapWeights) {
     kernel(weights, pitch, positions, run.count, run.random.Int(0, vel::kCatmullRomHalfCurve));
 }
 
+VEL_CHECK(Sampling, TapSeries) {
+    const int curve = run.random.Int(0, vel::kLanczosSeries);
+    const size_t pitch = run.count + static_cast<size_t>(run.random.Int(0, 9));
+    float* weights = run.InOut<float>((curve == vel::kLanczosSeries ? 12 : 4) * pitch);
+    uint32_t* doubts = run.Out<uint32_t>(run.count);
+    const float* positions = Positions(run, run.count, 5, run.random.Pick({9.0, 300.0, 3e6}));
+    run.Filled();
+    kernel(weights, pitch, positions, doubts, run.count, curve);
+}
+
+template <class Kernel>
+void CheckGuardedSums(Kernel kernel, test::KernelRun& run, int taps) {
+    uint32_t* doubts = run.InOut<uint32_t>(run.count);
+    CheckAccumulation(
+        [&](uint32_t* colours, const vel::SampledPixels* pixels, const vel::TapRun* tapRun, size_t count) {
+            kernel(colours, doubts, pixels, tapRun, count);
+        },
+        run, taps);
+}
+
 VEL_CHECK(Sampling, Accumulate4) { CheckAccumulation(kernel, run, 4); }
 VEL_CHECK(Sampling, Accumulate12) { CheckAccumulation(kernel, run, 12); }
+VEL_CHECK(Sampling, GuardedSums4) { CheckGuardedSums(kernel, run, 4); }
+VEL_CHECK(Sampling, GuardedSums12) { CheckGuardedSums(kernel, run, 12); }
 
 VEL_CHECK(Sampling, OpaqueRow) {
     uint32_t* colours = run.InOut<uint32_t>(run.count);
@@ -152,6 +176,45 @@ VEL_CHECK(Sampling, KeyedRow) {
     }
     run.Filled();
     kernel(dst, pixelBytes, colours, run.random.Chance(10) ? key | 0x01000000 : key, run.count);
+}
+
+// What the guarded sums rely on: exact weights of the certain positions, and near ones of the others.
+TEST(KernelsSamplingSeries, WeightsAreAsNearAsPromised) {
+    const struct {
+        vel::Interpolation method;
+        vel::TapSeriesCurve curve;
+        bool exact;
+    } cases[] = {{vel::Interpolation::Sinc, vel::kSincSeries, true},
+                 {vel::Interpolation::BlackmanWindow, vel::kBlackmanSeries, true},
+                 {vel::Interpolation::Gaussian, vel::kGaussianSeries, false},
+                 {vel::Interpolation::Lanczos6, vel::kLanczosSeries, false}};
+    for (const auto& one : cases) {
+        const int taps = vel::TapsOf(one.method);
+        int certain = 0, total = 0;
+        double worst = 0;
+        for (const float start : {5.0f, 9.0f, 100.0f, 1000.0f, 16000.0f}) {
+            for (int k = 0; k <= 60000; ++k) {
+                const float position = start + static_cast<float>(k) / 60000.0f;
+                float weights[12];
+                uint32_t doubt;
+                vel::Kernels().Sampling().TapSeries(weights, 1, &position, &doubt, 1, one.curve);
+                ++total;
+                if (doubt) continue;
+                ++certain;
+                double deviation = 0;
+                for (int i = 0; i < taps; ++i) {
+                    const int column = static_cast<int>(position) - (taps / 2 - 1) + i;
+                    const float exact = vel::TapWeight(one.method, static_cast<float>(column) - position);
+                    deviation += std::fabs(static_cast<double>(exact) - static_cast<double>(weights[i]));
+                }
+                worst = std::max(worst, deviation);
+            }
+        }
+        EXPECT_GT(certain, total * 99 / 100) << "method " << static_cast<int>(one.method);
+        // Half of what is promised: the rest is for other mathematics libraries.
+        EXPECT_LE(worst, one.exact ? 0.0 : static_cast<double>(vel::kSeriesDeviation) / 2)
+            << "method " << static_cast<int>(one.method);
+    }
 }
 
 VEL_CHECK_FAMILY(Sampling, VEL_SAMPLING_KERNELS)

@@ -6,18 +6,12 @@ using namespace vel;
 
 namespace {
 
-// Towards zero, and one less for negative values: -0.3 gives -1, -1 gives -2.
-int64_t CellOf(float position) { return int64_t{TruncateToInt(position)} - (position < 0 ? 1 : 0); }
-
 // The taps of one position along one axis.
 struct Taps {
-    int64_t first;  // column or row of tap 0
+    int64_t first;
     float weights[12];
-
-    Taps(Interpolation method, float position) : first(CellOf(position) - (TapsOf(method) / 2 - 1)) {
-        for (int k = 0; k < TapsOf(method); ++k) {
-            weights[k] = TapWeight(method, static_cast<float>(first + k) - position);
-        }
+    Taps(Interpolation method, float position) : first(FirstTap(method, position)) {
+        WeighTaps(method, position, weights, 1);
     }
 };
 
@@ -39,11 +33,11 @@ struct ChannelSums {
     }
 };
 
-// Which way a position takes along one axis of `size` pixels.
-struct Reach {
-    bool outside;  // beyond the method's range
-    bool inside;   // every tap lies in the image
-};
+}  // namespace
+
+namespace vel {
+
+int64_t CellOf(float position) { return int64_t{TruncateToInt(position)} - (position < 0 ? 1 : 0); }
 
 Reach ReachOf(Interpolation method, float position, int64_t size) {
     const int64_t cell = CellOf(position);
@@ -51,7 +45,14 @@ Reach ReachOf(Interpolation method, float position, int64_t size) {
     return {cell < -2 || cell > size, cell >= 1 && cell + 2 < size};
 }
 
-}  // namespace
+void WeighTaps(Interpolation method, float position, float* weights, size_t pitch) {
+    const int64_t first = FirstTap(method, position);
+    for (int k = 0; k < TapsOf(method); ++k) {
+        weights[static_cast<size_t>(k) * pitch] = TapWeight(method, static_cast<float>(first + k) - position);
+    }
+}
+
+}  // namespace vel
 
 uint32_t GetBilinearColor(unsigned char* bits, int x, int y, int width, int height, int stride, int bitsPerPixel) {
     const auto pixel = [&](int64_t column, int64_t row) {

@@ -7,7 +7,7 @@
 namespace vel {
 namespace {
 
-// The curve of a method whose weights the row kernels compute; -1 for the others.
+// The curve of a method whose weights the row kernels compute outright; -1 for the others.
 int CurveOf(Interpolation method) {
     switch (method) {
         case Interpolation::BSpline: return kBSplineCurve;
@@ -16,10 +16,21 @@ int CurveOf(Interpolation method) {
         case Interpolation::Box: return kBoxCurve;
         case Interpolation::Hermite: return kHermiteCurve;
         case Interpolation::HermiteScaled: return kHermiteScaledCurve;
+        case Interpolation::Bessel: return kBesselCurve;
         case Interpolation::Quadratic: return kQuadraticCurve;
         case Interpolation::Mitchell: return kMitchellCurve;
         case Interpolation::CatmullRomHalf: return kCatmullRomHalfCurve;
         default: return -1;
+    }
+}
+
+// The series of the other methods.
+int SeriesOf(Interpolation method) {
+    switch (method) {
+        case Interpolation::Sinc: return kSincSeries;
+        case Interpolation::BlackmanWindow: return kBlackmanSeries;
+        case Interpolation::Gaussian: return kGaussianSeries;
+        default: return kLanczosSeries;
     }
 }
 
@@ -50,13 +61,13 @@ Sampler Sampler::Truncating(const ImageView& source) {
     return sampler;
 }
 
+// By a method that takes one pixel.
 uint32_t Sampler::ColourAt(float x, float y) const {
-    if (m_method == Interpolation::NearestNeighbour) {
-        return m_source.Colour(TruncateToInt(x + m_add), TruncateToInt(y + m_add));
-    }
-    return GetPixelColorInterpolated(m_source.bits, x, y, static_cast<int>(m_source.width),
-                                     static_cast<int>(m_source.height), m_source.stride, static_cast<int>(m_method),
-                                     static_cast<int>(m_source.bitsPerPixel));
+    const int column = TruncateToInt(x + m_add), row = TruncateToInt(y + m_add);
+    if (m_method == Interpolation::NearestNeighbour) return m_source.Colour(column, row);
+    return GetBilinearColor(m_source.bits, column, row, static_cast<int>(m_source.width),
+                            static_cast<int>(m_source.height), m_source.stride,
+                            static_cast<int>(m_source.bitsPerPixel));
 }
 
 // The positions whose taps all lie in an image of `size` columns or rows. The integer bilinear blender has a neighbour
@@ -77,11 +88,14 @@ Span Sampler::DirectSpan(const float* positions, size_t count, uint32_t size) co
 void Sampler::Weigh(const float* positions, float* weights, size_t pitch, size_t count) const {
     const int curve = CurveOf(m_method);
     if (curve >= 0) return m_kernels.TapWeights(weights, pitch, positions, count, curve);
-    for (size_t i = 0; i < count; ++i) {
-        const int32_t first = TruncateToInt(positions[i]) - (m_taps / 2 - 1);
-        for (int k = 0; k < m_taps; ++k) {
-            weights[static_cast<size_t>(k) * pitch + i] =
-                TapWeight(m_method, static_cast<float>(first + k) - positions[i]);
+    const bool series = m_method == Interpolation::Sinc || m_method == Interpolation::BlackmanWindow;
+    for (size_t first = 0; first < count; first += kRun) {
+        const size_t run = std::min(kRun, count - first);
+        uint32_t doubts[kRun];
+        std::fill_n(doubts, run, 1u);
+        if (series) m_kernels.TapSeries(weights + first, pitch, positions + first, doubts, run, SeriesOf(m_method));
+        for (size_t i = first; i < first + run; ++i) {
+            if (doubts[i - first]) WeighTaps(m_method, positions[i], weights + i, pitch);
         }
     }
 }
@@ -104,18 +118,85 @@ void Sampler::SampleDirect(const float* x, const float* y, uint32_t* colours, si
     }
     alignas(64) float columns[12 * kRun], rows[12 * kRun];
     alignas(64) int64_t offsets[kRun];
-    Weigh(x, columns, kRun, count);
-    Weigh(y, rows, kRun, count);
     m_kernels.TapOffsets(offsets, &m_pixels, x, y, m_taps / 2 - 1, count);
-    Accumulate(m_pixels, {offsets, columns, kRun, rows, kRun}, colours, count);
+    const TapRun taps{offsets, columns, kRun, rows, kRun};
+    if (m_method != Interpolation::Gaussian && m_method != Interpolation::Lanczos6) {
+        Weigh(x, columns, kRun, count);
+        Weigh(y, rows, kRun, count);
+        return Accumulate(m_pixels, taps, colours, count);
+    }
+
+    // Sums of approximate weights, and again with exact ones where that could make a difference.
+    uint32_t doubts[kRun], rowDoubts[kRun];
+    m_kernels.TapSeries(columns, kRun, x, doubts, count, SeriesOf(m_method));
+    m_kernels.TapSeries(rows, kRun, y, rowDoubts, count, SeriesOf(m_method));
+    for (size_t k = 0; k < count; ++k) doubts[k] |= rowDoubts[k];
+    if (m_taps == 12) {
+        m_kernels.GuardedSums12(colours, doubts, &m_pixels, &taps, count);
+    } else {
+        m_kernels.GuardedSums4(colours, doubts, &m_pixels, &taps, count);
+    }
+    size_t places[kRun], doubtful = 0;
+    for (size_t k = 0; k < count; ++k) {
+        if (doubts[k] == 0) continue;
+        WeighTaps(m_method, x[k], columns + doubtful, kRun);
+        WeighTaps(m_method, y[k], rows + doubtful, kRun);
+        offsets[doubtful] = offsets[k];
+        places[doubtful++] = k;
+    }
+    uint32_t exact[kRun];
+    Accumulate(m_pixels, taps, exact, doubtful);
+    for (size_t k = 0; k < doubtful; ++k) colours[places[k]] = exact[k];
 }
 
-// Positions that are not all direct. A pixel that is taken alone and not direct is an outside one.
+// Positions that are not on the direct path. A pixel that is taken alone is an outside one there.
 void Sampler::SampleSlowly(const float* x, const float* y, uint32_t* colours, size_t count) const {
+    if (m_taps > 1) return SampleTiles(x, y, colours, count);
     if (m_direct && m_method == Interpolation::NearestNeighbour) {
         std::fill_n(colours, count, m_outside);
     } else {
         for (size_t k = 0; k < count; ++k) colours[k] = ColourAt(x[k], y[k]);
+    }
+}
+
+// Every position's taps are brought together as a little image of colour words, pixel by pixel, those outside included.
+// The 4 x 4 methods leave alpha out on this path.
+void Sampler::SampleTiles(const float* x, const float* y, uint32_t* colours, size_t count) const {
+    constexpr size_t kBatch = 16;
+    const auto taps = static_cast<size_t>(m_taps), tilePixels = taps * taps;
+    const uint32_t kept = m_method == Interpolation::Lanczos6 ? 0xFFFFFFFFu : 0x00FFFFFFu;
+    alignas(64) uint32_t tiles[12 * 12 * kBatch];
+    float columns[12 * kBatch], rows[12 * kBatch];
+    int64_t offsets[kBatch];
+    size_t places[kBatch], batched = 0;
+    for (size_t i = 0; i < kBatch; ++i) offsets[i] = static_cast<int64_t>(i * tilePixels * sizeof(uint32_t));
+    const auto* begin = reinterpret_cast<const uint8_t*>(tiles);
+    const SampledPixels pixels{begin, static_cast<ptrdiff_t>(taps * sizeof(uint32_t)), begin, begin + sizeof tiles, 4};
+    for (size_t k = 0; k < count; ++k) {
+        if (ReachOf(m_method, x[k], m_source.width).outside || ReachOf(m_method, y[k], m_source.height).outside) {
+            colours[k] = m_outside;
+        } else {
+            WeighTaps(m_method, x[k], columns + batched, kBatch);
+            WeighTaps(m_method, y[k], rows + batched, kBatch);
+            CopyTile(FirstTap(m_method, x[k]), FirstTap(m_method, y[k]), tiles + batched * tilePixels);
+            places[batched++] = k;
+        }
+        if (batched == kBatch || k + 1 == count) {
+            uint32_t sums[kBatch];
+            Accumulate(pixels, {offsets, columns, kBatch, rows, kBatch}, sums, batched);
+            for (size_t i = 0; i < batched; ++i) colours[places[i]] = sums[i] & kept;
+            batched = 0;
+        }
+    }
+}
+
+void Sampler::CopyTile(int64_t left, int64_t top, uint32_t* tile) const {
+    for (int64_t y = top; y < top + m_taps; ++y) {
+        const bool rowInside = y >= 0 && y < int64_t{m_source.height};
+        for (int64_t x = left; x < left + m_taps; ++x) {
+            const bool inside = rowInside && x >= 0 && x < int64_t{m_source.width};
+            *tile++ = inside ? m_source.Colour(x, y) : m_outside;
+        }
     }
 }
 
@@ -152,7 +233,7 @@ void GridSampler::Sample(float y, size_t first, uint32_t* colours, size_t count)
     const Span direct = sampler.m_direct ? sampler.DirectSpan(&y, 1, sampler.m_source.height) : Span{};
     Span span = direct.first < direct.last ? Intersection(m_span, {first, first + count}) : Span{};
     if (span.first == span.last) span = {first, first};  // the direct columns may all lie beyond this run
-    for (size_t k = first; k < span.first; ++k) colours[k - first] = sampler.ColourAt(m_columns[k], y);
+    sampler.SampleSlowly(m_columns + first, rows, colours, span.first - first);
     if (span.first < span.last) {
         // The row's weights, repeated for every position of the run.
         alignas(64) float weights[12 * Sampler::kRun];
@@ -167,7 +248,8 @@ void GridSampler::Sample(float y, size_t first, uint32_t* colours, size_t count)
         sampler.Accumulate(from, {m_offsets + span.first, m_weights + span.first, m_count, weights, Sampler::kRun},
                            colours + (span.first - first), pixels);
     }
-    for (size_t k = span.last; k < first + count; ++k) colours[k - first] = sampler.ColourAt(m_columns[k], y);
+    const size_t done = span.last - first;
+    sampler.SampleSlowly(m_columns + span.last, rows, colours + done, count - done);
 }
 
 }  // namespace vel

@@ -1,5 +1,5 @@
-// Sampling of whole runs of positions: the span of a run whose taps all lie in the image goes through row kernels, the
-// rest through GetPixelColorInterpolated. The colours are those of GetPixelColorInterpolated throughout.
+// Sampling of whole runs of positions, with the colours that GetPixelColorInterpolated gives: the span of a run whose taps
+// all lie in the image is sampled in place (the direct path), the rest from copies of its taps.
 #pragma once
 
 #include <algorithm>
@@ -82,8 +82,10 @@ private:
     uint32_t ColourAt(float x, float y) const;
     Span DirectSpan(const float* positions, size_t count, uint32_t size) const;
     void SampleSlowly(const float* x, const float* y, uint32_t* colours, size_t count) const;
+    void SampleTiles(const float* x, const float* y, uint32_t* colours, size_t count) const;
+    void CopyTile(int64_t left, int64_t top, uint32_t* tile) const;
     void SampleDirect(const float* x, const float* y, uint32_t* colours, size_t count) const;
-    // weights[k * pitch + i] = the weight of tap k around positions[i]. Direct positions only.
+    // weights[k * pitch + i] = the weight of tap k around positions[i], for positions on the direct path.
     void Weigh(const float* positions, float* weights, size_t pitch, size_t count) const;
     void Accumulate(const SampledPixels& pixels, const TapRun& taps, uint32_t* colours, size_t count) const;
 

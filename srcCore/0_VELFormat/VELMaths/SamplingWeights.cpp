@@ -10,32 +10,13 @@ namespace {
 
 #include "Kernels/TapCurves.inl"
 
-// coefficients[0] is the constant term.
-template <int kCount>
-double Horner(const double (&coefficients)[kCount], double z) {
-    double value = coefficients[kCount - 1];
-    for (int i = kCount - 2; i >= 0; --i) value = value * z + coefficients[i];
-    return value;
-}
-
-// J1(x) / x for |x| below 8, from z = x * x.
-double KernelBessel_J1(double z) {
-    static constexpr double Pone[] = {5.8119935400160612e+20,  -6.6721065689249161e+19, 2.3164335806340024e+18,
-                                      -3.5888175699101060e+16, 2.9087952638347756e+14,  -1.3229834803321265e+12,
-                                      3.4132341823017006e+09,  -4.6957535306429956e+06, 2.7011227108923235e+03};
-    static constexpr double Qone[] = {1.1623987080032122e+21, 1.185770712190321e+19,  6.0920613989175216e+16,
-                                      2.0816612213076075e+14, 5.2437102621676495e+11, 1.013863514358674e+09,
-                                      1.5017935949985855e+06, 1.6069315734814877e+03, 1.0};
-    return Horner(Pone, z) / Horner(Qone, z);
-}
-
 // Amplitude terms of the asymptotic form, from z = (8 / |x|) squared.
 double KernelBessel_P1(double z) {
     static constexpr double Pone[] = {3.5224664913367982e+04, 6.2758845247161284e+04, 3.1353963110915956e+04,
                                       4.9854832060594335e+03, 2.1115291828539623e+02, 1.2571716929145342e+00};
     static constexpr double Qone[] = {3.5224664913367982e+04, 6.2694346959356051e+04, 3.1240406381904104e+04,
                                       4.9303964901810887e+03, 2.0307751891347593e+02, 1.0};
-    return Horner(Pone, z) / Horner(Qone, z);
+    return Polynomial(Pone, z) / Polynomial(Qone, z);
 }
 
 double KernelBessel_Q1(double z) {
@@ -43,7 +24,7 @@ double KernelBessel_Q1(double z) {
                                       8.3189895767385082e+01, 4.5681716295512267e+00, 3.5328400527401237e-02};
     static constexpr double Qone[] = {7.4917374171809124e+03, 1.5414177339265098e+04, 9.152231701516992e+03,
                                       1.8111867005523513e+03, 1.0381875854621337e+02, 1.0};
-    return Horner(Pone, z) / Horner(Qone, z);
+    return Polynomial(Pone, z) / Polynomial(Qone, z);
 }
 
 constexpr float kPiSingle = 3.1415927f;
@@ -57,11 +38,6 @@ float Sinc(float t) {
 float BlackmanWindow(float t) {
     return static_cast<float>(0.42 + 0.5 * UTILMath::Cos(UTILMath::kPi * t) +
                               0.08 * UTILMath::Cos(2 * UTILMath::kPi * t));
-}
-
-float Bessel(float t) {
-    if (t == 0) return 0.7853982f;
-    return KernelBessel_Order1(static_cast<float>(t * UTILMath::kPi)) / (t + t);
 }
 
 float Gaussian(float t) { return UTILMath::Exp(-2 * (t * t)) * 0.797884583f; }
@@ -103,7 +79,7 @@ float TapWeight(Interpolation method, float t) {
         case Interpolation::HermiteScaled: return HermiteScaledCurve::At(t);
         case Interpolation::Sinc: return Sinc(t);
         case Interpolation::BlackmanWindow: return BlackmanWindow(t);
-        case Interpolation::Bessel: return Bessel(t);
+        case Interpolation::Bessel: return BesselCurve::At(t);
         case Interpolation::Gaussian: return Gaussian(t);
         case Interpolation::Quadratic: return QuadraticCurve::At(t);
         case Interpolation::Mitchell: return MitchellCurve::At(t);

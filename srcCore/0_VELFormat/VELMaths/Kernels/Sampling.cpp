@@ -5,6 +5,7 @@ namespace {
 #include "Bytes.inl"
 #include "Gather.inl"
 #include "TapCurves.inl"
+#include "TapSeries.inl"
 #include "Sampling.inl"
 }
 VEL_KERNEL_TABLE(Sampling, VEL_SAMPLING_KERNELS)

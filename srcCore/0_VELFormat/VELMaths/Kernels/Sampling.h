@@ -30,7 +30,7 @@ struct TapRun {
     size_t rowPitch;
 };
 
-// Curves that TapWeights knows.
+// Curves that TapWeights knows exactly.
 enum TapCurve {
     kBSplineCurve,
     kBicubicSharpCurve,
@@ -38,10 +38,16 @@ enum TapCurve {
     kBoxCurve,
     kHermiteCurve,
     kHermiteScaledCurve,
+    kBesselCurve,
     kQuadraticCurve,
     kMitchellCurve,
     kCatmullRomHalfCurve
 };
+
+// Curves of TapSeries. The weights of the first two are exact where not doubtful; those of the others approximate: the
+// errors of a position's taps add up to less than kSeriesDeviation.
+enum TapSeriesCurve { kSincSeries, kBlackmanSeries, kGaussianSeries, kLanczosSeries };
+constexpr float kSeriesDeviation = 24 / 16777216.0f;
 
 #define VEL_SAMPLING_KERNELS(X)                                                                                     \
     /* x[k] = columns[k] * cosine + row * sine + addX, y[k] = row * cosine - columns[k] * sine + addY. */           \
@@ -60,11 +66,20 @@ enum TapCurve {
                          size_t count))                                                                             \
     /* weights[k * pitch + i] = the weight of tap k of 4 around positions[i], for positions of at least 1. */       \
     X(void, TapWeights, (float* weights, size_t pitch, const float* positions, size_t count, int curve))            \
+    /* The same by series; doubts[i] is 1 where that is not certain of the library's weights, else 0. Lanczos has 12    \
+       taps and positions of at least 5. */                                                                         \
+    X(void, TapSeries, (float* weights, size_t pitch, const float* positions, uint32_t* doubts, size_t count,        \
+                        int curve))                                                                                 \
     /* Sums of 4 x 4 taps, rows outer, columns inner, (column * row) * channel, in single precision; clamped to 0   \
        to 255 and truncated. Grey repeats in three channels. */                                                     \
     X(void, Accumulate4, (uint32_t* colours, const SampledPixels* pixels, const TapRun* taps, size_t count))        \
     /* The same of 12 x 12 taps. */                                                                                 \
     X(void, Accumulate12, (uint32_t* colours, const SampledPixels* pixels, const TapRun* taps, size_t count))       \
+    /* The same for approximate weights; adds 1 to doubts[k] where a truncation could differ with the exact ones. */ \
+    X(void, GuardedSums4, (uint32_t* colours, uint32_t* doubts, const SampledPixels* pixels, const TapRun* taps,     \
+                           size_t count))                                                                           \
+    X(void, GuardedSums12, (uint32_t* colours, uint32_t* doubts, const SampledPixels* pixels, const TapRun* taps,    \
+                            size_t count))                                                                          \
     /* Alpha becomes 255, except where it is 1, the mark of a colour from outside. */                               \
     X(void, OpaqueRow, (uint32_t* colours, size_t count))                                                           \
     /* Blue, green and red of colour words as 3-byte pixels. */                                                     \

@@ -5,6 +5,16 @@
 // Each curve gives At(t) for every t, and Tap<k>(t) for tap k of 4 around a position of at least 1: there t is in (-2, -1],
 // (-1, 0], (0, 1] and (1, 2] for k = 0 to 3, which leaves less to compute and the same result.
 
+// By Horner's rule; coefficients from the constant term up. Not a loop, so that loops around it vectorise.
+template <int kFirst = 0, int kCount, class Number>
+static inline Number Polynomial(const Number (&coefficients)[kCount], Number z) {
+    if constexpr (kFirst == kCount - 1) {
+        return coefficients[kFirst];
+    } else {
+        return Polynomial<kFirst + 1>(coefficients, z) * z + coefficients[kFirst];
+    }
+}
+
 static inline float Magnitude(float t) { return t < 0 ? -t : t; }
 static inline float CubeOf(float u) { return u * u * u; }
 static inline float CubeAbove0(float u) { return CubeOf(u > 0 ? u : 0.0f); }
@@ -118,5 +128,29 @@ struct CatmullRomHalfCurve {
     template <int k>
     static inline float Tap(float t) {
         return k == 0 ? FarLeft(t) : k == 1 ? Left(t) : k == 2 ? Right(t) : FarRight(t);
+    }
+};
+
+// J1(x) / x for |x| below 8, from z = x * x.
+static inline double KernelBessel_J1(double z) {
+    static constexpr double Pone[] = {5.8119935400160612e+20,  -6.6721065689249161e+19, 2.3164335806340024e+18,
+                                      -3.5888175699101060e+16, 2.9087952638347756e+14,  -1.3229834803321265e+12,
+                                      3.4132341823017006e+09,  -4.6957535306429956e+06, 2.7011227108923235e+03};
+    static constexpr double Qone[] = {1.1623987080032122e+21, 1.185770712190321e+19,  6.0920613989175216e+16,
+                                      2.0816612213076075e+14, 5.2437102621676495e+11, 1.013863514358674e+09,
+                                      1.5017935949985855e+06, 1.6069315734814877e+03, 1.0};
+    return Polynomial(Pone, z) / Polynomial(Qone, z);
+}
+
+struct BesselCurve {
+    // J1(pi t) / (2 t) for |t| of at most 2, for which pi t stays below 8.
+    static inline float At(float t) {
+        const auto x = static_cast<double>(static_cast<float>(t * 3.141592653589793));
+        const float value = static_cast<float>(KernelBessel_J1(x * x) * x) / (t + t);
+        return t == 0 ? 0.7853982f : value;
+    }
+    template <int k>
+    static inline float Tap(float t) {
+        return At(t);
     }
 };
