@@ -137,6 +137,33 @@ VEL_CHECK(Sampling, Accumulate12) { CheckAccumulation(kernel, run, 12); }
 VEL_CHECK(Sampling, GuardedSums4) { CheckGuardedSums(kernel, run, 4); }
 VEL_CHECK(Sampling, GuardedSums12) { CheckGuardedSums(kernel, run, 12); }
 
+template <class Kernel>
+void CheckRowSums(Kernel kernel, test::KernelRun& run) {
+    const int taps = run.random.Pick({4, 12});
+    const uint8_t* rows[12];
+    for (int j = 0; j < taps; ++j) rows[j] = run.In(run.count);
+    float* weights = run.In<float>(12);
+    for (int j = 0; j < 12; ++j) weights[j] = static_cast<float>(run.random.Real(-0.4, 0.8));
+    run.Filled();
+    kernel(rows, weights, taps);
+}
+
+VEL_CHECK(Sampling, SumRows) {
+    uint8_t* dst = run.Out(run.count);
+    CheckRowSums([&](const uint8_t* const* rows, const float* weights,
+                     int taps) { kernel(dst, rows, weights, taps, run.count); }, run);
+}
+
+VEL_CHECK(Sampling, GuardedRows) {
+    uint8_t *dst = run.Out(run.count), *doubts = run.Out(run.count);
+    const float neglected = run.random.Pick({1e-8f, 1e-6f, 1e-3f});
+    CheckRowSums(
+        [&](const uint8_t* const* rows, const float* weights, int taps) {
+            run.Returned(kernel(dst, doubts, rows, weights, taps, neglected, run.count));
+        },
+        run);
+}
+
 VEL_CHECK(Sampling, OpaqueRow) {
     uint32_t* colours = run.InOut<uint32_t>(run.count);
     for (size_t k = 0; k < run.count; k += 3) colours[k] = (colours[k] & 0x00FFFFFF) | 0x01000000;

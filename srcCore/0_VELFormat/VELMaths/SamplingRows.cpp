@@ -1,6 +1,7 @@
 #include "SamplingRows.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "Truncate.h"
 
@@ -177,7 +178,11 @@ void Sampler::SampleTiles(const float* x, const float* y, uint32_t* colours, siz
             colours[k] = m_outside;
         } else {
             WeighTaps(m_method, x[k], columns + batched, kBatch);
-            WeighTaps(m_method, y[k], rows + batched, kBatch);
+            if (batched > 0 && y[k] == y[places[batched - 1]]) {
+                for (size_t j = 0; j < taps; ++j) rows[j * kBatch + batched] = rows[j * kBatch + batched - 1];
+            } else {
+                WeighTaps(m_method, y[k], rows + batched, kBatch);
+            }
             CopyTile(FirstTap(m_method, x[k]), FirstTap(m_method, y[k]), tiles + batched * tilePixels);
             places[batched++] = k;
         }
@@ -191,11 +196,16 @@ void Sampler::SampleTiles(const float* x, const float* y, uint32_t* colours, siz
 }
 
 void Sampler::CopyTile(int64_t left, int64_t top, uint32_t* tile) const {
-    for (int64_t y = top; y < top + m_taps; ++y) {
-        const bool rowInside = y >= 0 && y < int64_t{m_source.height};
-        for (int64_t x = left; x < left + m_taps; ++x) {
-            const bool inside = rowInside && x >= 0 && x < int64_t{m_source.width};
-            *tile++ = inside ? m_source.Colour(x, y) : m_outside;
+    const int64_t right = left + m_taps, width = m_source.width;
+    const int64_t first = std::clamp(int64_t{0}, left, right), last = std::clamp(width, first, right);
+    const bool anyInside = !m_source.Empty() && first < last && last <= width;
+    for (int64_t y = top; y < top + m_taps; ++y, tile += m_taps) {
+        std::fill_n(tile, m_taps, m_outside);
+        if (!anyInside || y < 0 || y >= int64_t{m_source.height}) continue;
+        const uint8_t* p = m_source.bits + y * m_source.stride + first * m_pixels.pixelBytes;
+        for (int64_t x = first; x < last; ++x, p += m_pixels.pixelBytes) {
+            tile[x - left] = m_source.Coloured() ? ColourWord(p[0], p[1], p[2], m_source.HasAlpha() ? p[3] : 0)
+                                                 : m_source.Colour(x, y);
         }
     }
 }
@@ -210,46 +220,19 @@ void Sampler::Sample(const float* x, const float* y, uint32_t* colours, size_t c
     SampleSlowly(x + span.last, y + span.last, colours + span.last, count - span.last);
 }
 
-GridSampler::GridSampler(const ImageView& source, int method, const float* columns, size_t count)
-    : m_sampler(source, method), m_columns(columns), m_count(count),
-      m_scratch(uint64_t{count} * (sizeof(int64_t) + 12 * sizeof(float))), m_offsets(m_scratch.As<int64_t>()),
-      m_weights(reinterpret_cast<float*>(m_offsets + count)) {
-    if (!Ready() || !m_sampler.m_direct) return;
-    m_span = m_sampler.DirectSpan(columns, count, source.width);
-    if (IsPointMethod(m_sampler.m_method)) return;
-    const size_t direct = m_span.last - m_span.first;
-    m_sampler.Weigh(columns + m_span.first, m_weights + m_span.first, count, direct);
-    const SampledPixels row{source.bits, 0, nullptr, nullptr, static_cast<int>(source.PixelBytes())};
-    m_sampler.m_kernels.TapOffsets(m_offsets + m_span.first, &row, columns + m_span.first, columns + m_span.first,
-                                   m_sampler.m_taps / 2 - 1, direct);
-}
-
-void GridSampler::Sample(float y, size_t first, uint32_t* colours, size_t count) const {
-    const Sampler& sampler = m_sampler;
-    float rows[Sampler::kRun];
-    std::fill_n(rows, count, y);
-    if (IsPointMethod(sampler.m_method)) return sampler.Sample(m_columns + first, rows, colours, count);
-
-    const Span direct = sampler.m_direct ? sampler.DirectSpan(&y, 1, sampler.m_source.height) : Span{};
-    Span span = direct.first < direct.last ? Intersection(m_span, {first, first + count}) : Span{};
-    if (span.first == span.last) span = {first, first};  // the direct columns may all lie beyond this run
-    sampler.SampleSlowly(m_columns + first, rows, colours, span.first - first);
-    if (span.first < span.last) {
-        // The row's weights, repeated for every position of the run.
-        alignas(64) float weights[12 * Sampler::kRun];
-        const auto pixels = span.last - span.first;
-        float single[12];
-        sampler.Weigh(&y, single, 1, 1);
-        for (int j = 0; j < sampler.m_taps; ++j) {
-            std::fill_n(weights + static_cast<size_t>(j) * Sampler::kRun, pixels, single[j]);
-        }
-        SampledPixels from = sampler.m_pixels;
-        from.bits = sampler.m_source.Row(TruncateToInt(y) - (sampler.m_taps / 2 - 1));
-        sampler.Accumulate(from, {m_offsets + span.first, m_weights + span.first, m_count, weights, Sampler::kRun},
-                           colours + (span.first - first), pixels);
+void StoreColours(const ImageView& to, int64_t y, size_t x, const uint32_t* colours, size_t count) {
+    const SamplingKernels& kernels = Kernels().Sampling();
+    switch (to.bitsPerPixel) {
+        case 32: std::memcpy(to.Row(y) + 4 * x, colours, 4 * count); break;
+        case 24: kernels.StoreRow24(to.Row(y) + 3 * x, colours, count); break;
+        case 8: kernels.StoreRow8(to.Row(y) + x, colours, count); break;
+        default:
+            for (size_t k = 0; k < count; ++k) {
+                SetPixelColor(to.bits, static_cast<int>(x + k), static_cast<int>(y), static_cast<int>(to.width),
+                              static_cast<int>(to.height), to.stride, QuadOf(colours[k]),
+                              static_cast<int>(to.bitsPerPixel));
+            }
     }
-    const size_t done = span.last - first;
-    sampler.SampleSlowly(m_columns + span.last, rows, colours + done, count - done);
 }
 
 }  // namespace vel

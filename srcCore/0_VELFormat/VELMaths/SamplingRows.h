@@ -99,24 +99,7 @@ private:
     bool m_direct;             // there are row kernels for the depth
 };
 
-// Samples the crossings of a grid whose columns are the same in every row.
-class GridSampler {
-public:
-    // `columns` are monotone and outlive the sampler. Not usable when Ready() is false: no memory.
-    GridSampler(const ImageView& source, int method, const float* columns, size_t count);
-    bool Ready() const { return m_scratch.Data() != nullptr; }
-
-    // The colours of one row, at most kRun of them from column `first` on.
-    void Sample(float y, size_t first, uint32_t* colours, size_t count) const;
-
-private:
-    Sampler m_sampler;
-    const float* m_columns;
-    size_t m_count;
-    Span m_span;  // columns whose taps lie in the image
-    ScratchBuffer m_scratch;
-    int64_t* m_offsets;
-    float* m_weights;
-};
+// Writes a run of colours into row y from column x on, at any depth that holds colours or greys.
+void StoreColours(const ImageView& to, int64_t y, size_t x, const uint32_t* colours, size_t count);
 
 }  // namespace vel

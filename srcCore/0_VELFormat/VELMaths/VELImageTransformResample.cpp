@@ -1,6 +1,6 @@
 // Shear and change of size.
+#include "GridSampler.h"
 #include "PixelBlock.h"
-#include "SamplingRows.h"
 #include "Truncate.h"
 #include "VELImageTransform.h"
 
@@ -9,22 +9,6 @@ using namespace vel;
 namespace {
 
 constexpr size_t kRun = Sampler::kRun;
-
-// Writes a run of colours into one row, at any depth that holds colours or greys.
-void StoreRun(const ImageView& to, int64_t y, size_t x, const uint32_t* colours, size_t count) {
-    const SamplingKernels& kernels = Kernels().Sampling();
-    switch (to.bitsPerPixel) {
-        case 32: std::memcpy(to.Row(y) + 4 * x, colours, 4 * count); break;
-        case 24: kernels.StoreRow24(to.Row(y) + 3 * x, colours, count); break;
-        case 8: kernels.StoreRow8(to.Row(y) + x, colours, count); break;
-        default:
-            for (size_t k = 0; k < count; ++k) {
-                SetPixelColor(to.bits, static_cast<int>(x + k), static_cast<int>(y), static_cast<int>(to.width),
-                              static_cast<int>(to.height), to.stride, QuadOf(colours[k]),
-                              static_cast<int>(to.bitsPerPixel));
-            }
-    }
-}
 
 // Signed distance of a row or column from the pivot.
 float FromPivot(int64_t index, int64_t pivot) { return static_cast<float>(index - pivot); }
@@ -48,17 +32,9 @@ bool SampleInto(const ImageView& from, const ImageView& to, float xScale, float 
         const float column = Centred(i, xScale);
         columns[i] = snapped ? SnappedColumn(column, from.bitsPerPixel) : column;
     }
-    const GridSampler sampler(from, method, columns, to.width);
+    GridSampler sampler(from, method, columns, to.width);
     if (!sampler.Ready()) return false;
-    uint32_t colours[kRun];
-    for (uint32_t j = 0; j < to.height; ++j) {
-        const float y = Centred(j, yScale);
-        for (size_t i = 0; i < to.width; i += kRun) {
-            const size_t count = std::min(kRun, to.width - i);
-            sampler.Sample(y, i, colours, count);
-            StoreRun(to, j, i, colours, count);
-        }
-    }
+    for (uint32_t j = 0; j < to.height; ++j) sampler.SampleRow(Centred(j, yScale), to, j);
     return true;
 }
 
@@ -123,7 +99,7 @@ bool SkewInto(const ImageView& from, const ImageView& to, float xFactor, float y
             kernels.AddRow(y, rises + i, static_cast<float>(j), count);
             sampler.Sample(x, y, colours, count);
             if (opaque) kernels.OpaqueRow(colours, count);
-            StoreRun(to, j, i, colours, count);
+            StoreColours(to, j, i, colours, count);
         }
     }
     return true;

@@ -80,6 +80,12 @@ constexpr float kSeriesDeviation = 24 / 16777216.0f;
                            size_t count))                                                                           \
     X(void, GuardedSums12, (uint32_t* colours, uint32_t* doubts, const SampledPixels* pixels, const TapRun* taps,    \
                             size_t count))                                                                          \
+    /* dst[i] = the sum of weights[j] * rows[j][i], j from 0 up, clamped and truncated. */                          \
+    X(void, SumRows, (uint8_t * dst, const uint8_t* const* rows, const float* weights, int taps, size_t bytes))     \
+    /* The same where each byte has further terms whose weights add up to `neglected` at most in every row; doubts[i] \
+       is 1 where they could make a difference, else 0. Returns whether any is 1. */                                \
+    X(int, GuardedRows, (uint8_t * dst, uint8_t* doubts, const uint8_t* const* rows, const float* weights,          \
+                         int taps, float neglected, size_t bytes))                                                  \
     /* Alpha becomes 255, except where it is 1, the mark of a colour from outside. */                               \
     X(void, OpaqueRow, (uint32_t* colours, size_t count))                                                           \
     /* Blue, green and red of colour words as 3-byte pixels. */                                                     \

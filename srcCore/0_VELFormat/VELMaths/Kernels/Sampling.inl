@@ -218,6 +218,8 @@ static void GuardedSums12(uint32_t* colours, uint32_t* doubts, const SampledPixe
     AccumulateTaps<12, true>(colours, doubts, *pixels, *taps, count);
 }
 
+#include "RowSums.inl"
+
 static void StoreRow24(uint8_t* dst, const uint32_t* colours, size_t count) {
     size_t k = 0;
 #if VEL_AVX512

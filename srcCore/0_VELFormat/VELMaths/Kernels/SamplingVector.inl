@@ -42,6 +42,14 @@ static inline __m512i BytesOfSums(__m512 sums) {
     return _mm512_cvttps_epi32(clamped);
 }
 
+// NearStep for 16 sums.
+static inline __mmask16 NearSteps(__m512 sums, __m512 tolerance) {
+    const __m512 low = _mm512_max_ps(sums, _mm512_setzero_ps()), capped = _mm512_min_ps(low, _mm512_set1_ps(255.25f));
+    const __m512 step = _mm512_cvtepi32_ps(_mm512_cvttps_epi32(_mm512_add_ps(capped, _mm512_set1_ps(0.5f))));
+    return _mm512_cmp_ps_mask(step, _mm512_set1_ps(1.0f), _CMP_GE_OQ) &
+           _mm512_cmp_ps_mask(_mm512_abs_ps(_mm512_sub_ps(sums, step)), tolerance, _CMP_LE_OQ);
+}
+
 // The sums of 16 positions, kept as SumTolerance and NearStep have it for one.
 template <int kChannels, int kTaps, bool kGuarded>
 struct GuardedChannels {
@@ -81,14 +89,7 @@ struct GuardedChannels {
         const __m512 tolerance = _mm512_mul_ps(
             constant(1.05f), _mm512_add_ps(_mm512_mul_ps(constant(2.0f / 16777216.0f), rounding), deviation));
         __mmask16 doubtful = 0;
-        for (int c = 0; c < kChannels; ++c) {
-            const __m512 low = _mm512_max_ps(sums[c], _mm512_setzero_ps());
-            const __m512 capped = _mm512_min_ps(low, constant(255.25f));
-            const __m512 step = _mm512_cvtepi32_ps(_mm512_cvttps_epi32(_mm512_add_ps(capped, constant(0.5f))));
-            const __m512 distance = _mm512_abs_ps(_mm512_sub_ps(sums[c], step));
-            doubtful |= _mm512_cmp_ps_mask(step, constant(1.0f), _CMP_GE_OQ) &
-                        _mm512_cmp_ps_mask(distance, tolerance, _CMP_LE_OQ);
-        }
+        for (int c = 0; c < kChannels; ++c) doubtful |= NearSteps(sums[c], tolerance);
         return doubtful;
     }
 };

@@ -1,0 +1,45 @@
+// Sampling of the crossings of a grid whose columns are the same in every row.
+#pragma once
+
+#include "SamplingRows.h"
+
+namespace vel {
+
+// Weights of columns are computed once. Where every position lies on a pixel column and the taps beside it weigh nothing,
+// or so little that it cannot matter, rows are picked together first and summed downwards as bytes.
+class GridSampler {
+public:
+    // `columns` are monotone and outlive the sampler. Not usable when Ready() is false: no memory.
+    GridSampler(const ImageView& source, int method, const float* columns, size_t count);
+    bool Ready() const { return m_scratch.Data() != nullptr; }
+
+    // Samples one row at the height y into a row of `to`, which has the source's depth.
+    void SampleRow(float y, const ImageView& to, int64_t row);
+
+private:
+    size_t DirectCount() const { return m_span.last - m_span.first; }
+    void FindPickedColumns();
+    void SampleSlowly(float y, const ImageView& to, int64_t row, size_t first, size_t last) const;
+    void SampleDirect(float y, const ImageView& to, int64_t row) const;
+    void PickRow(int64_t sourceRow, uint8_t* dst) const;
+    void SumPickedRows(float y, uint8_t* dst);
+    void SumAgain(float y, const size_t* columns, size_t count, uint8_t* dst) const;
+    TapRun RowTaps(float y, const float* columnWeights, const int64_t* offsets, size_t pitch, float* rows,
+                   size_t count) const;
+
+    Sampler m_sampler;
+    const float* m_columns;
+    size_t m_count;
+    Span m_span;             // columns whose taps lie in the image
+    bool m_picked = false;   // a position's result comes from one pixel column
+    float m_neglected = 0;   // the largest sum of the weights of a position's other columns
+    int64_t m_kept[12];      // source rows that are held picked together; row r in place r modulo the taps
+    ScratchBuffer m_scratch;
+    int64_t* m_offsets;      // of each position's first tap within its row
+    float* m_weights;
+    uint32_t* m_picks;       // offsets of the pixel columns
+    uint8_t* m_rows;         // the held rows
+    uint8_t* m_doubts;       // a row's doubtful bytes
+};
+
+}  // namespace vel
