@@ -2,6 +2,8 @@
 
 namespace vel {
 namespace {
+#include "Bytes.inl"
+#include "Pixels.inl"
 #include "Rank.inl"
 }
 VEL_KERNEL_TABLE(Rank, VEL_RANK_KERNELS)
