@@ -325,7 +325,7 @@ Operation AddScale() {
 
 // What Scale makes of a pair of shapes.
 Verdict ScalePair(const ImageInfo& from, const ImageInfo& to) {
-    const Verdict refused{Verdict::Refuses, "there is no scaling from " + DepthText(from) + " to " + DepthText(to)};
+    Verdict refused{Verdict::Refuses, "there is no scaling from " + DepthText(from) + " to " + DepthText(to)};
     const bool colour = from.bitsPerPixel == 32 || from.bitsPerPixel == 24;
     if (from.Mono32()) {
         return to.bitsPerPixel == 8 || to.bitsPerPixel == 24 || to.bitsPerPixel == 32 ? Verdict{} : refused;
