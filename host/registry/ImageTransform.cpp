@@ -15,6 +15,7 @@ const std::vector<std::pair<std::string, std::string>> kNewImageResults = {
     {"S_OK", "done; the new image is delivered"},
     {"E_FAIL", "no image was given, or the host made no new one"},
 };
+const std::pair<std::string, std::string> kNoResultPlace = {"E_POINTER", "no place for the result was given"};
 
 const char* const kMethodNote = "kernels are not normalised: weights that do not sum to 1 brighten or darken";
 
@@ -146,12 +147,15 @@ Operation Rotate() {
         "only positions from 3 to size - 4 are sampled; everything else is the colour of pixel (0, 0), opaque";
     card.rounding = std::string("truncated; ") + kMethodNote;
     card.saturation = "clamped to 0 to 255";
-    card.alpha = "as the method samples it: 0 near the border for the 4 x 4 kernels, 255 for integer-bilinear";
+    card.alpha =
+        "sampled like the colours (255 by integer-bilinear); with --force32 a 24-bit image's is 0 where it is sampled; "
+        "255 where nothing is";
     card.window =
         "one pixel (nearest-neighbour, integer-bilinear), 12 x 12 (lanczos6), else 4 x 4, anywhere in the image";
     card.tiling = "no: a pixel may come from anywhere";
-    card.results = {{"S_OK", "done; the new image is delivered (the image itself for 0 degrees)"},
-                    {"E_POINTER", "no place for the result was given"},
+    card.results = {{"S_OK", "done; the new image is delivered (the image itself for 0 degrees; an empty one when its "
+                             "Create failed)"},
+                    kNoResultPlace,
                     {"E_FAIL", "no image was given, or the host made no new one"}};
     Operation op =
         Base("rotate", "Rotate", "Turn by any whole number of degrees",
@@ -194,7 +198,9 @@ Operation RotatePaste() {
     card.border = "positions from 0 to width and height (included) are sampled; beyond them the destination stays";
     card.rounding = std::string("truncated; ") + kMethodNote;
     card.saturation = "clamped to 0 to 255";
-    card.alpha = "a 32-bit source is blended by its sampled alpha, which also becomes the destination's alpha";
+    card.alpha =
+        "a 32-bit source is blended by its sampled alpha (0 near the border by the 4 x 4 kernels, 255 by "
+        "integer-bilinear); the destination's alpha becomes the sampled one";
     card.window =
         "one pixel (nearest-neighbour, integer-bilinear), 12 x 12 (lanczos6), else 4 x 4, anywhere in the image";
     card.tiling = "no: a pixel may come from anywhere";
@@ -244,6 +250,7 @@ Operation Skew() {
     card.alpha = "moves with the pixel, 1 where the source lies outside; with --force32 255 inside";
     card.window = "one pixel of the image";
     card.tiling = "no: a pixel may come from anywhere";
+    card.results.push_back(kNoResultPlace);
     Operation op = Base("skew", "Skew", "Shear along the rows, the columns or both",
                         "The size stays; what leaves the frame is lost.", std::move(card));
     op.parameters = {
@@ -267,6 +274,7 @@ Operation Skew() {
     };
     op.verdict = [](const Call& call) {
         if (InfoOf(call.Image("input")).bitsPerPixel != 16) return Verdict{};
+        if (call.Flag("force32")) return Verdict{Verdict::Acts, "16-bit pixels are read as black"};
         return Verdict{Verdict::LeavesAlone, "16-bit pixels are read as black and not written"};
     };
     return op;
@@ -300,9 +308,12 @@ Operation Resample() {
         std::string("shrinking: truncated, and columns snap to multiples of 3 at 24 bits and of 4 at 32 bits; ") +
         kMethodNote + "; otherwise pixels are copied from floor(position)";
     card.saturation = "clamped to 0 to 255";
-    card.alpha = "copied, or as the method samples it";
+    card.alpha =
+        "copied; when shrinking as the method samples it: 0 near the border by the 4 x 4 kernels, 255 by "
+        "integer-bilinear but for the last row and column";
     card.window = "one pixel, or the method's 4 x 4 or 12 x 12 when shrinking";
     card.tiling = "yes, with the positions of the whole image";
+    card.results.push_back(kNoResultPlace);
     card.results.push_back({"other", "the failing result of the image's GetFormat"});
     Operation op = Base(
         "resample", "Resample", "Scale to a width and height",
@@ -348,6 +359,7 @@ Operation IncreaseBpp() {
     card.results = {{"S_OK", "done; the new image is delivered"},
                     {"S_FALSE", "the depth is not greater: the image itself is the result"},
                     {"E_FAIL", "no image was given, or the host made no new one"},
+                    kNoResultPlace,
                     {"other", "the failing result of the new image's Create"}};
     Operation op = Base("increase-bpp", "IncreaseBpp", "Convert to a greater depth: 8 to 24 or 32 bits, 24 to 32",
                         "The way to make an 8-bit or palette image ready for the colour operations.", std::move(card));

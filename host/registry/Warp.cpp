@@ -31,13 +31,16 @@ Operation Quad() {
     card.leavesAlone = {1, 4};
     card.depths = "the palette is not copied; plane 0 only";
     card.border = "the outermost source rows and columns are never sampled; points there and outside become 0";
-    card.rounding = "positions in 1/256 pixel; the four-pixel blend rounds to nearest";
+    card.rounding =
+        "positions in 1/256 pixel (at 8 bits the ends of each row's walk in whole ones); the four-pixel blend rounds to "
+        "nearest";
     card.saturation = "none needed";
     card.alpha = "blended or copied like the colours, 0 outside";
     card.window = "2 x 2 with --interpolate (not at 8 bits), else one pixel, anywhere in the image";
     card.tiling = "no: a pixel may come from anywhere";
-    card.results = {{"S_OK", "always, with a new image"},
-                    {"E_FAIL", "no image was given, or the host made no new one"}};
+    card.results = {{"S_OK", "done; the new image is delivered"},
+                    {"E_FAIL", "no image was given, or the host made no new one"},
+                    {"E_POINTER", "no place for the result was given"}};
     Operation op =
         Base("quad", "Quad", "Cut out a region with four corners and straighten it",
              "For photographed documents and screens: the four corners become the corners of the new image. The blend "
@@ -89,7 +92,9 @@ Operation Transform() {
     card.window = "one pixel of the image";
     card.tiling = "yes, by --offset and --size, given the whole source";
     card.results = {{"S_OK", "done; the new image is delivered"},
-                    {"E_FAIL", "no image, an empty image or no mapping was given, or the host made no new image"}};
+                    {"E_FAIL", "no image or an empty one was given, or the host made no new image"},
+                    {"E_INVALIDARG", "no mapping was given"},
+                    {"E_POINTER", "no place for the result was given"}};
     Operation op = Base("transform", "Transform", "Warp an image: each new pixel asks a mapping where it comes from",
                         "The mapping gives source positions for new positions (inverse mapping).", std::move(card));
     op.parameters = {
@@ -128,7 +133,8 @@ Operation TransformPaste() {
     card.window = "one pixel of the source";
     card.tiling = "no: later pixels overwrite earlier ones";
     card.results = {{"S_OK", "always, also when nothing could be written"},
-                    {"E_FAIL", "an image or the mapping is missing"}};
+                    {"E_FAIL", "an image is missing"},
+                    {"E_INVALIDARG", "no mapping was given"}};
     Operation op =
         Base("transform-paste", "TransformPaste",
              "Warp an image into another: each source pixel asks a mapping where it goes",
