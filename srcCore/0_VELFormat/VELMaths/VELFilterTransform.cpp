@@ -131,6 +131,7 @@ HRESULT CVELFilterTransform::Contour(IVEL* src, IVEL** dest) {
 }
 
 HRESULT CVELFilterTransform::Filter(IVEL* src, int* kernel, int size, int divisor, int offset, IVEL** dest) {
+    if (src && size >= 1 && !kernel) return E_INVALIDARG;
     return FilterPixels(src, dest, vel::NewImageDIB, [&](const ImageView& target, const ImageView& source) {
         if (size >= 1) return vel::ConvolveImage(target, source, kernel, size, divisor, offset);
         return vel::FillSamples(target, offset < 0 ? 0 : offset > 255 ? 255 : offset);
@@ -159,6 +160,7 @@ HRESULT CVELFilterTransform::Kernel(IVEL* src, short* kernel, int size, int divi
         return E_INVALIDARG;
     }
     const bool mono = source.bitsPerPixel == 32 && source.format == FORMAT_MONO;
+    if (mono && size >= 1 && !kernel) return E_INVALIDARG;
     if (mono) src->GetBits(0, &unused, &source.bits, &source.stride);
     return Deliver(src, source, dest, vel::NewImageDIB, [&](const ImageView& target) {
         if (mono) vel::WeighLastSample(target, source, kernel, size, divisor, offset);
