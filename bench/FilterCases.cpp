@@ -191,6 +191,7 @@ void AddIntegerKernel() {
         const SmartPtr<Picture> photo = Photo(size, 32, FORMAT_MONO);
         Calls calls;
         calls.ours = [=] {
+            const StrideInValues scope;
             static short kernel[9] = {1, 2, 3, 4, 5, 6, 7, 8, 9};
             IVEL* made = nullptr;
             FilterKernel(static_cast<IVELImageDIB*>(photo.Get()), kernel, 3, 11, 5, &made);

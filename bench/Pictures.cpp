@@ -99,7 +99,7 @@ HRESULT Picture::GetFormat(uint32_t* bitsPerPixel, uint32_t* format, uint32_t* u
 
 HRESULT Picture::GetBits(uint32_t /*plane*/, uint32_t* /*unused*/, uint8_t** bits, int32_t* stride) {
     *bits = m_store;
-    *stride = m_stride / m_strideDivisor;
+    *stride = m_stride / StrideInValues::divisor;
     return S_OK;
 }
 

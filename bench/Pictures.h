@@ -44,8 +44,6 @@ public:
     int32_t Stride() const { return m_stride; }
     // The same pixels as OpenCV sees them.
     cv::Mat Mat();
-    // 32-bit convolution of integers counts strides in values.
-    void ReportStrideInValues() { m_strideDivisor = 4; }
     std::vector<RGBQUAD> palette;
 
 private:
@@ -54,9 +52,16 @@ private:
     void Recycle();
 
     uint32_t m_count = 1, m_width = 0, m_height = 0, m_bitsPerPixel = 0, m_format = 0;
-    int32_t m_stride = 0, m_strideDivisor = 1;
+    int32_t m_stride = 0;
     uint8_t* m_store = nullptr;
     size_t m_bytes = 0;
+};
+
+// While one is alive, pictures report strides in 32-bit values, as the convolution of integers counts them.
+struct StrideInValues {
+    StrideInValues() { divisor = 4; }
+    ~StrideInValues() { divisor = 1; }
+    static inline int32_t divisor = 1;
 };
 
 // A photo-like picture: gradients, four octaves of noise, hard edges, sensor noise. The same for the same arguments.

@@ -181,7 +181,7 @@ Operation KernelOfIntegers() {
     card.saturation = "clamped to 0 to 255";
     card.window = kWindowBySize;
     card.results = {{"S_OK", "done; the new image is delivered, written or not"},
-                    {"E_INVALIDARG", "no image was given"},
+                    {"E_INVALIDARG", "no image or no kernel was given, or the kernel is larger than the image; nothing is made"},
                     {"E_FAIL", "the host made no new image"}};
     Operation op =
         Base("kernel", "Kernel", "Scale and shift a 32-bit integer image by a kernel's last coefficient",
@@ -251,7 +251,8 @@ Operation Median() {
         WithInt<&IVELFilterTransform::Median, kSize>);
     op.rules.alpha = "moves with the pixel that is chosen; 1 where that lies outside the image";
     op.rules.results = {{"S_OK", "done; the new image is delivered"},
-                        {"E_FAIL", "no image was given, a size below 1, no memory, or the host made no new image"}};
+                        {"E_INVALIDARG", "a size below 1; nothing is made"},
+                        {"E_FAIL", "no image was given, no memory, or the host made no new image"}};
     return op;
 }
 
