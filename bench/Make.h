@@ -31,17 +31,31 @@ inline std::string Depth(const std::string& name, uint32_t bitsPerPixel) {
     return name + "/" + std::to_string(bitsPerPixel);
 }
 
+// A case without its calls; `reference` runs on one photo, unless it is empty.
+inline Case NamedCase(const std::string& name, uint32_t bitsPerPixel, const std::string& family,
+                      const std::string& relation, const std::string& peerCall,
+                      std::function<void(ref::Image&)> reference) {
+    Case made;
+    made.name = name;
+    made.bitsPerPixel = bitsPerPixel;
+    made.family = family;
+    made.relation = relation;
+    made.peerCall = peerCall;
+    if (reference) {
+        made.reference = [=](Size size) -> std::function<void()> {
+            auto image = std::make_shared<ref::Image>(ReferenceOf(*Photo(size, bitsPerPixel).Get()));
+            return [=] { reference(*image); };
+        };
+    }
+    return made;
+}
+
 // An operation that makes a new image of one source, and its peer on the same pixels.
 inline Case& AddFilterLike(const std::string& name, uint32_t bitsPerPixel, const std::string& family,
                            const std::string& relation, const std::string& peerCall,
                            std::function<void(IVEL*, IVEL**)> ours, std::function<void(const cv::Mat&, cv::Mat&)> peer,
                            std::function<void(const ref::Image&)> reference = {}) {
-    Case added;
-    added.name = name;
-    added.bitsPerPixel = bitsPerPixel;
-    added.family = family;
-    added.relation = relation;
-    added.peerCall = peerCall;
+    Case added = NamedCase(name, bitsPerPixel, family, relation, peerCall, reference);
     added.prepare = [=](Size size) {
         const SmartPtr<Picture> photo = Photo(size, bitsPerPixel);
         Calls calls;
@@ -56,12 +70,6 @@ inline Case& AddFilterLike(const std::string& name, uint32_t bitsPerPixel, const
         }
         return calls;
     };
-    if (reference) {
-        added.reference = [=](Size size) -> std::function<void()> {
-            auto image = std::make_shared<ref::Image>(ReferenceOf(*Photo(size, bitsPerPixel).Get()));
-            return [=] { reference(*image); };
-        };
-    }
     AllCases().push_back(added);
     return AllCases().back();
 }
@@ -70,12 +78,7 @@ inline Case& AddFilterLike(const std::string& name, uint32_t bitsPerPixel, const
 inline Case& AddInPlace(const std::string& name, uint32_t bitsPerPixel, const std::string& family,
                         const std::string& relation, const std::string& peerCall, std::function<void(IVEL*)> ours,
                         std::function<void(cv::Mat&)> peer, std::function<void(ref::Image&)> reference = {}) {
-    Case added;
-    added.name = name;
-    added.bitsPerPixel = bitsPerPixel;
-    added.family = family;
-    added.relation = relation;
-    added.peerCall = peerCall;
+    Case added = NamedCase(name, bitsPerPixel, family, relation, peerCall, reference);
     added.prepare = [=](Size size) {
         const SmartPtr<Picture> photo = Photo(size, bitsPerPixel);
         Calls calls;
@@ -86,12 +89,6 @@ inline Case& AddInPlace(const std::string& name, uint32_t bitsPerPixel, const st
         }
         return calls;
     };
-    if (reference) {
-        added.reference = [=](Size size) -> std::function<void()> {
-            auto image = std::make_shared<ref::Image>(ReferenceOf(*Photo(size, bitsPerPixel).Get()));
-            return [=] { reference(*image); };
-        };
-    }
     AllCases().push_back(added);
     return AllCases().back();
 }
