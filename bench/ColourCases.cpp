@@ -22,23 +22,25 @@ void AddTables(uint32_t bpp) {
         "Lut", bpp, "colour", bpp == 32 ? "<" : "=", "LUT", [](IVEL* image) { Colours()->Lut(image, SomeTable()); },
         [](cv::Mat& m) { cv::LUT(m, SomeTableMat(), m); }, [](ref::Image& image) { ref::Lut(image, SomeTable()); });
     AddInPlace(
-        "Gamma", bpp, "colour", bpp == 32 ? "<" : "=", "table and LUT", [](IVEL* image) { Colours()->Gamma(image, 1.02f); },
+        "Gamma", bpp, "colour", bpp == 32 ? "<" : "=", "table and LUT",
+        [](IVEL* image) { Colours()->Gamma(image, 1.02f); },
         [](cv::Mat& m) {
             cv::Mat table(1, 256, CV_8U);
-            for (int i = 0; i < 256; ++i) table.at<uint8_t>(i) = cv::saturate_cast<uint8_t>(255 * std::pow(i / 255.0, 1 / 1.02));
+            for (int i = 0; i < 256; ++i)
+                table.at<uint8_t>(i) = cv::saturate_cast<uint8_t>(255 * std::pow(i / 255.0, 1 / 1.02));
             cv::LUT(m, table, m);
         },
         [](ref::Image& image) { ref::Gamma(image, 1.02f); });
     AddInPlace(
-        "Light", bpp, "colour", bpp == 32 ? "<" : "=", "convertTo",
-        [](IVEL* image) { Colours()->Light(image, 1, 1); }, [](cv::Mat& m) { m.convertTo(m, -1, 1.01, -0.28); },
-        [](ref::Image& image) { ref::Light(image, 1, 1); });
+        "Light", bpp, "colour", bpp == 32 ? "<" : "=", "convertTo", [](IVEL* image) { Colours()->Light(image, 1, 1); },
+        [](cv::Mat& m) { m.convertTo(m, -1, 1.01, -0.28); }, [](ref::Image& image) { ref::Light(image, 1, 1); });
 }
 
 void AddSimple(uint32_t bpp) {
     AddInPlace(
-        "Negative", bpp, "colour", bpp == 32 ? "<" : "=", "bitwise_not", [](IVEL* image) { Colours()->Negative(image); },
-        [](cv::Mat& m) { cv::bitwise_not(m, m); }, [](ref::Image& image) { ref::Negative(image); });
+        "Negative", bpp, "colour", bpp == 32 ? "<" : "=", "bitwise_not",
+        [](IVEL* image) { Colours()->Negative(image); }, [](cv::Mat& m) { cv::bitwise_not(m, m); },
+        [](ref::Image& image) { ref::Negative(image); });
     AddTables(bpp);
     AddInPlace(
         "GrayScale", bpp, "colour", "~", bpp == 8 ? "filter2D 3x1" : "cvtColor to grey and back (luma)",
@@ -88,7 +90,8 @@ void PeerColorize(cv::Mat& m, double blend) {
     static cv::Mat tables, light, high, low, tinted;
     if (tables.empty()) {
         tables = cv::Mat(1, 256, CV_8UC3);
-        for (int i = 0; i < 256; ++i) tables.at<cv::Vec3b>(i) = {uint8_t(i / 2), uint8_t(i), uint8_t(255 - (255 - i) / 2)};
+        for (int i = 0; i < 256; ++i)
+            tables.at<cv::Vec3b>(i) = {uint8_t(i / 2), uint8_t(i), uint8_t(255 - (255 - i) / 2)};
     }
     std::vector<cv::Mat> channels;
     cv::split(m, channels);

@@ -94,8 +94,7 @@ template <class Interface>
 Interface* Component(tagREFString name, const IID& iid) {
     void* factory = nullptr;
     void* object = nullptr;
-    if (Failed(gCreate(name, &factory)) ||
-        Failed(reinterpret_cast<FactoryFunction>(factory)(nullptr, &iid, &object))) {
+    if (Failed(gCreate(name, &factory)) || Failed(reinterpret_cast<FactoryFunction>(factory)(nullptr, &iid, &object))) {
         std::fprintf(stderr, "vel_bench: the module does not make its components\n");
         std::exit(1);
     }

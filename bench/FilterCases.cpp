@@ -53,18 +53,18 @@ void AddFixedFilters(uint32_t bpp) {
         [](const ref::Image& image) { ref::Emboss(image); });
     AddFilterLike(
         "Blur", bpp, "convolution", "=", "blur", [](IVEL* src, IVEL** dest) { Filters()->Blur(src, dest); },
-        [](const cv::Mat& src, cv::Mat& dst) { cv::blur(src, dst, {3, 3}); },
+        [](const cv::Mat& src, cv::Mat& dst) {
+            cv::blur(src, dst, {3, 3});
+        },
         [](const ref::Image& image) { ref::Blur(image); });
     static const cv::Mat soften = FloatKernel({1, 1, 1, 1, 8, 1, 1, 1, 1}, 3, 16);
     AddFilterLike(
-        "Soften", bpp, "convolution", "=", "filter2D",
-        [](IVEL* src, IVEL** dest) { Filters()->Soften(src, dest); },
+        "Soften", bpp, "convolution", "=", "filter2D", [](IVEL* src, IVEL** dest) { Filters()->Soften(src, dest); },
         [](const cv::Mat& src, cv::Mat& dst) { cv::filter2D(src, dst, -1, soften); },
         [](const ref::Image& image) { ref::Soften(image); });
     static const cv::Mat sharpen = FloatKernel({-1, -1, -1, -1, 15, -1, -1, -1, -1}, 3, 7);
     AddFilterLike(
-        "Sharpen", bpp, "convolution", "=", "filter2D",
-        [](IVEL* src, IVEL** dest) { Filters()->Sharpen(src, dest); },
+        "Sharpen", bpp, "convolution", "=", "filter2D", [](IVEL* src, IVEL** dest) { Filters()->Sharpen(src, dest); },
         [](const cv::Mat& src, cv::Mat& dst) { cv::filter2D(src, dst, -1, sharpen); },
         [](const ref::Image& image) { ref::Sharpen(image); });
     for (int level = 0; level < 4; ++level) {
@@ -123,26 +123,27 @@ void AddRandom(uint32_t bpp) {
             (void)sink;
         };
     };
-    Case& jitter = AddFilterLike("Jitter", bpp, "random", "<", "randu and remap",
-                                 [](IVEL* src, IVEL** dest) { Filters()->Jitter(src, 5, dest); },
-                                 [](const cv::Mat& src, cv::Mat& dst) {
-                                     cv::Mat map(src.size(), CV_16SC2);
-                                     cv::randu(map, cv::Scalar(0, 0), cv::Scalar(src.cols, src.rows));
-                                     cv::remap(src, dst, map, cv::noArray(), cv::INTER_NEAREST);
-                                 });
+    Case& jitter = AddFilterLike(
+        "Jitter", bpp, "random", "<", "randu and remap",
+        [](IVEL* src, IVEL** dest) { Filters()->Jitter(src, 5, dest); },
+        [](const cv::Mat& src, cv::Mat& dst) {
+            cv::Mat map(src.size(), CV_16SC2);
+            cv::randu(map, cv::Scalar(0, 0), cv::Scalar(src.cols, src.rows));
+            cv::remap(src, dst, map, cv::noArray(), cv::INTER_NEAREST);
+        });
     jitter.boundByCalls = true;
     jitter.prepare = [inner = jitter.prepare, draws](Size size) {
         Calls calls = inner(size);
         calls.floor = draws(size, 2);
         return calls;
     };
-    Case& noise = AddFilterLike("Noise", bpp, "random", "<", "randu and add",
-                                [](IVEL* src, IVEL** dest) { Filters()->Noise(src, 40, dest); },
-                                [](const cv::Mat& src, cv::Mat& dst) {
-                                    cv::Mat random(src.size(), CV_MAKETYPE(CV_16S, src.channels()));
-                                    cv::randu(random, cv::Scalar::all(-20), cv::Scalar::all(20));
-                                    cv::add(src, random, dst, cv::noArray(), CV_8U);
-                                });
+    Case& noise = AddFilterLike(
+        "Noise", bpp, "random", "<", "randu and add", [](IVEL* src, IVEL** dest) { Filters()->Noise(src, 40, dest); },
+        [](const cv::Mat& src, cv::Mat& dst) {
+            cv::Mat random(src.size(), CV_MAKETYPE(CV_16S, src.channels()));
+            cv::randu(random, cv::Scalar::all(-20), cv::Scalar::all(20));
+            cv::add(src, random, dst, cv::noArray(), CV_8U);
+        });
     noise.boundByCalls = true;
     noise.prepare = [inner = noise.prepare, draws](Size size) {
         Calls calls = inner(size);
@@ -229,7 +230,8 @@ void AddFilterCases() {
     AddIntegerKernel();
     // Only followed along the size of the window.
     for (const int size : {31, 63, 101}) AddFilter("Filter" + std::to_string(size), 24, size, RandomKernel(size));
-    for (const int size : {15, 31, 101}) AddFilter("FlatFilter" + std::to_string(size), 24, size, std::vector<int>(size_t(size) * size_t(size), 1));
+    for (const int size : {15, 31, 101})
+        AddFilter("FlatFilter" + std::to_string(size), 24, size, std::vector<int>(size_t(size) * size_t(size), 1));
     for (const int size : {63, 101}) AddMorphology(24, size);
     for (const int size : {15, 31, 63, 101}) AddMedian(24, size);
 }

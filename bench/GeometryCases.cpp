@@ -12,7 +12,9 @@ const ref::Host& ReferenceHost() {
 }
 
 // The peer's name for a method: it has four, so kernels of 4 x 4 taps meet its bicubic one and Lanczos its 8 x 8.
-int PeerMethod(int method) { return method == 0 ? cv::INTER_NEAREST : method == 5 ? cv::INTER_LANCZOS4 : cv::INTER_CUBIC; }
+int PeerMethod(int method) {
+    return method == 0 ? cv::INTER_NEAREST : method == 5 ? cv::INTER_LANCZOS4 : cv::INTER_CUBIC;
+}
 std::string PeerName(int method) { return method == 0 ? "nearest" : method == 5 ? "Lanczos 8x8" : "bicubic"; }
 
 void AddTurns(uint32_t bpp) {
@@ -141,8 +143,10 @@ void AddQuad(uint32_t bpp, bool interpolate) {
         },
         [=](const cv::Mat& src, cv::Mat& dst) {
             const auto c = corners(src.cols, src.rows);
-            const cv::Point2f from[4] = {{float(c[0]), float(c[1])}, {float(c[2]), float(c[3])},
-                                         {float(c[4]), float(c[5])}, {float(c[6]), float(c[7])}};
+            const cv::Point2f from[4] = {{float(c[0]), float(c[1])},
+                                         {float(c[2]), float(c[3])},
+                                         {float(c[4]), float(c[5])},
+                                         {float(c[6]), float(c[7])}};
             const float w = float(src.cols), h = float(src.rows);
             const cv::Point2f to[4] = {{0, 0}, {w, 0}, {0, h}, {w, h}};
             cv::warpPerspective(src, dst, cv::getPerspectiveTransform(from, to), src.size(),
@@ -207,7 +211,8 @@ void AddMapped(uint32_t bpp) {
         [](ref::Image& image) { ref::FillVoids(image); });
 }
 
-void AddDepth(const std::string& name, uint32_t from, uint32_t to, bool palette, int code, const std::string& relation) {
+void AddDepth(const std::string& name, uint32_t from, uint32_t to, bool palette, int code,
+              const std::string& relation) {
     Case added;
     added.name = name;
     added.bitsPerPixel = from;

@@ -57,14 +57,22 @@ void Register(const Case& c, Size size) {
     const std::string base = c.name + "/" + std::to_string(c.bitsPerPixel) + "/" + size.Name() + "/";
     const double pixels = size.Pixels() * c.pixelRatio;
     const auto add = [&](const std::string& who, std::function<std::function<void()>()> call, double count) {
-        benchmark::RegisterBenchmark((base + who).c_str(), [=](benchmark::State& state) { Time(state, call(), count); })
-            ->Unit(benchmark::kMicrosecond);
+        benchmark::RegisterBenchmark((base + who).c_str(), [=](benchmark::State& state) {
+            Time(state, call(), count);
+        })->Unit(benchmark::kMicrosecond);
     };
-    add("ours", [=] { return prepared->Get().ours; }, pixels);
-    if (!c.peerCall.empty()) add("peer", [=] { return prepared->Get().peer; }, pixels);
-    if (c.boundByCalls) add("floor", [=] { return prepared->Get().floor; }, pixels);
+    add(
+        "ours", [=] { return prepared->Get().ours; }, pixels);
+    if (!c.peerCall.empty())
+        add(
+            "peer", [=] { return prepared->Get().peer; }, pixels);
+    if (c.boundByCalls)
+        add(
+            "floor", [=] { return prepared->Get().floor; }, pixels);
     if (c.reference && size.width == kFull.width) {
-        add("reference", [reference = c.reference] { return reference(kReference); }, kReference.Pixels() * c.pixelRatio);
+        add(
+            "reference", [reference = c.reference] { return reference(kReference); },
+            kReference.Pixels() * c.pixelRatio);
     }
 }
 
@@ -73,7 +81,8 @@ void RegisterCopies(Size size) {
         const std::string name = "memcpy/" + std::to_string(bpp) + "/" + size.Name() + "/copy";
         benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) {
             const SmartPtr<Picture> from = Photo(size, bpp, FormatOf(bpp)), to = Photo(size, bpp, FormatOf(bpp), 2);
-            Time(state, [&] { std::memcpy(to->Bits(), from->Bits(), from->ByteCount()); }, size.Pixels());
+            Time(
+                state, [&] { std::memcpy(to->Bits(), from->Bits(), from->ByteCount()); }, size.Pixels());
         })->Unit(benchmark::kMicrosecond);
     }
 }
@@ -81,9 +90,9 @@ void RegisterCopies(Size size) {
 // One case of each family stands for it at the other sizes.
 bool StandsForFamily(const Case& c) {
     static std::map<std::string, std::string> chosen = {
-        {"colour", "Negative"},   {"convolution", "Filter5"}, {"morphology", "Erode5"},  {"rank", "Median3"},
-        {"deformation", "Circle0"}, {"turn", "Rot90"},        {"sampling", "Rotate30.m4"}, {"resize", "Shrink2.m4"},
-        {"depth", "Bpp24>32"},    {"arithmetic", "AddScale"}};
+        {"colour", "Negative"},     {"convolution", "Filter5"}, {"morphology", "Erode5"},    {"rank", "Median3"},
+        {"deformation", "Circle0"}, {"turn", "Rot90"},          {"sampling", "Rotate30.m4"}, {"resize", "Shrink2.m4"},
+        {"depth", "Bpp24>32"},      {"arithmetic", "AddScale"}};
     const auto found = chosen.find(c.family);
     return found != chosen.end() && found->second == c.name && c.bitsPerPixel == 24;
 }

@@ -18,9 +18,9 @@ struct Size {
     std::string Name() const { return std::to_string(width) + "x" + std::to_string(height); }
 };
 
-// A host image whose released stores are kept and handed out again for the same number of bytes, untouched: an operation
-// that makes its destination pays for no page faults and no clearing. Assign exchanges the stores, so taking over a
-// result costs nothing either. One plane, rows of width * depth / 8 bytes.
+// A host image whose released stores are kept and handed out again for the same number of bytes, untouched: an
+// operation that makes its destination pays for no page faults and no clearing. Assign exchanges the stores, so taking
+// over a result costs nothing either. One plane, rows of width * depth / 8 bytes.
 class Picture final : public IVELImageDIB, public IVELImagePalette {
 public:
     static SmartPtr<Picture> Make() { return SmartPtr<Picture>::Adopt(new Picture); }

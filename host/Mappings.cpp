@@ -176,7 +176,8 @@ SmartPtr<ITransform> MakePolynomial(const MappingText& text, std::string* error)
         targets.row(i) << u, v;
     }
     const Eigen::ColPivHouseholderQR<Eigen::MatrixXd> solver(powers);
-    if (solver.rank() < terms) return Refused(error, "polynomial: the points lie too regularly to tell the terms apart");
+    if (solver.rank() < terms)
+        return Refused(error, "polynomial: the points lie too regularly to tell the terms apart");
     map.coefficients = solver.solve(targets);
     return Make(map);
 }

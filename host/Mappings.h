@@ -1,6 +1,7 @@
 // Coordinate mappings that the host makes for transform and transform-paste.
 //
-// A mapping takes a point (x, y) in pixels, column to the right and row downwards, to another one (u, v). Its text forms:
+// A mapping takes a point (x, y) in pixels, column to the right and row downwards, to another one (u, v). Its text
+// forms:
 //   identity
 //   affine:a,b,c,d,e,f        u = a x + b y + c, v = d x + e y + f
 //   projective:PAIRS          the plane-to-plane mapping through exactly four pairs

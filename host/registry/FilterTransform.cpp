@@ -180,9 +180,10 @@ Operation KernelOfIntegers() {
     card.rounding = "value / divisor truncated toward zero, then the offset is added";
     card.saturation = "clamped to 0 to 255";
     card.window = kWindowBySize;
-    card.results = {{"S_OK", "done; the new image is delivered, written or not"},
-                    {"E_INVALIDARG", "no image or no kernel was given, or the kernel is larger than the image; nothing is made"},
-                    {"E_FAIL", "the host made no new image"}};
+    card.results = {
+        {"S_OK", "done; the new image is delivered, written or not"},
+        {"E_INVALIDARG", "no image or no kernel was given, or the kernel is larger than the image; nothing is made"},
+        {"E_FAIL", "the host made no new image"}};
     Operation op =
         Base("kernel", "Kernel", "Scale and shift a 32-bit integer image by a kernel's last coefficient",
              "Of the kernel only the last coefficient and of the window only the lower right pixel enter; the value "
@@ -246,7 +247,8 @@ Operation Median() {
     Operation op = Morphology(
         "median", "Median", "Replace each pixel by the one of middle brightness around it",
         "Whole pixels are ranked by (117 blue + 601 green + 306 red) >> 10; with an even count it is the upper "
-        "of the two in the middle. Pixels of equal rank stand in the order of the window's columns, from the left, each "
+        "of the two in the middle. Pixels of equal rank stand in the order of the window's columns, from the left, "
+        "each "
         "from the top, so the pick is always the same.",
         WithInt<&IVELFilterTransform::Median, kSize>);
     op.rules.alpha = "moves with the pixel that is chosen; 1 where that lies outside the image";

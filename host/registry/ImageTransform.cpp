@@ -153,8 +153,9 @@ Operation Rotate() {
     card.window =
         "one pixel (nearest-neighbour, integer-bilinear), 12 x 12 (lanczos6), else 4 x 4, anywhere in the image";
     card.tiling = "no: a pixel may come from anywhere";
-    card.results = {{"S_OK", "done; the new image is delivered (the image itself for 0 degrees; an empty one when its "
-                             "Create failed)"},
+    card.results = {{"S_OK",
+                     "done; the new image is delivered (the image itself for 0 degrees; an empty one when its "
+                     "Create failed)"},
                     kNoResultPlace,
                     {"E_FAIL", "no image was given, or the host made no new one"}};
     Operation op =

@@ -32,7 +32,8 @@ Operation Quad() {
     card.depths = "the palette is not copied; plane 0 only";
     card.border = "the outermost source rows and columns are never sampled; points there and outside become 0";
     card.rounding =
-        "positions in 1/256 pixel (at 8 bits the ends of each row's walk in whole ones); the four-pixel blend rounds to "
+        "positions in 1/256 pixel (at 8 bits the ends of each row's walk in whole ones); the four-pixel blend rounds "
+        "to "
         "nearest";
     card.saturation = "none needed";
     card.alpha = "blended or copied like the colours, 0 outside";

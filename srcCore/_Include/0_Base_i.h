@@ -27,21 +27,21 @@ constexpr IID MakeInterfaceId(const char* name) {
 VEL_EXPORT extern const IID IID_IUnknown;
 
 // Every other interface of the framework that a module or its host names; IID_<interface> is filled at load.
-#define VEL_INTERFACES(X)      \
-    X(IComponentCollection)    \
-    X(IComponentString)        \
-    X(ICreatableString)        \
-    X(IObjectInfo)             \
-    X(IString)                 \
-    X(ITransform)              \
-    X(IVEL)                    \
-    X(IVELImage)               \
-    X(IVELImageDIB)            \
-    X(IVELImagePalette)        \
-    X(IVELColorTransform)      \
-    X(IVELFilterTransform)     \
-    X(IVELDeform)              \
-    X(IVELTransform)           \
+#define VEL_INTERFACES(X)   \
+    X(IComponentCollection) \
+    X(IComponentString)     \
+    X(ICreatableString)     \
+    X(IObjectInfo)          \
+    X(IString)              \
+    X(ITransform)           \
+    X(IVEL)                 \
+    X(IVELImage)            \
+    X(IVELImageDIB)         \
+    X(IVELImagePalette)     \
+    X(IVELColorTransform)   \
+    X(IVELFilterTransform)  \
+    X(IVELDeform)           \
+    X(IVELTransform)        \
     X(IVELMaths)
 
 #define VEL_DECLARE_IID(name) VEL_EXPORT extern IID IID_##name;

@@ -37,14 +37,13 @@ public:
         const uint32_t w00 = (256 - fy) + (256 - fx), w10 = (256 - fy) + fx, w01 = (256 - fx) + fy, w11 = fy + fx;
         uint32_t packed = 0;
         for (int c = 0; c < bytesPerPixel && c < 4; ++c) {
-            const uint32_t sum =
-                p0[c] * w00 + p0[c + bytesPerPixel] * w10 + p1[c] * w01 + p1[c + bytesPerPixel] * w11;
+            const uint32_t sum = p0[c] * w00 + p0[c + bytesPerPixel] * w10 + p1[c] * w01 + p1[c + bytesPerPixel] * w11;
             packed |= ((sum >> 2) + 128) >> 8 << (8 * c);
         }
         return static_cast<int>(packed);
     }
 
-    int32_t m_x = 0;      // current point
+    int32_t m_x = 0;  // current point
     int32_t m_y = 0;
     int32_t m_xStep = 0;  // distance of neighbouring points
     int32_t m_yStep = 0;

@@ -17,11 +17,11 @@ constexpr HRESULT MakeResult(uint32_t code) { return static_cast<HRESULT>(code);
 constexpr bool Failed(HRESULT result) { return result < 0; }
 
 constexpr HRESULT S_OK = 0;
-constexpr HRESULT S_FALSE = 1;                              // nothing to do
-constexpr HRESULT E_NOINTERFACE = MakeResult(0x80004002u);  // the object does not offer that interface
-constexpr HRESULT E_POINTER = MakeResult(0x80004003u);      // a required output or destination pointer is null
-constexpr HRESULT E_FAIL = MakeResult(0x80004005u);         // null image, unsupported depth, no destination
-constexpr HRESULT E_INVALIDARG = MakeResult(0x80070057u);   // an argument that makes no sense
+constexpr HRESULT S_FALSE = 1;                                // nothing to do
+constexpr HRESULT E_NOINTERFACE = MakeResult(0x80004002u);    // the object does not offer that interface
+constexpr HRESULT E_POINTER = MakeResult(0x80004003u);        // a required output or destination pointer is null
+constexpr HRESULT E_FAIL = MakeResult(0x80004005u);           // null image, unsupported depth, no destination
+constexpr HRESULT E_INVALIDARG = MakeResult(0x80070057u);     // an argument that makes no sense
 constexpr HRESULT E_NOTMONOCHROME = MakeResult(0xF0040031u);  // Scale8: the source is not a "MONO" image
 
 // ---------------------------------------------------------------------------------------------------------------

@@ -74,26 +74,26 @@ public:
 };
 
 // IUnknown of all three parts of class T, whose functional interface is F.
-#define VEL_OBJECT_PARTS(T, F)                                              \
-    HRESULT QueryInterface(const IID& iid, void** object) override {        \
-        if (iid == IID_IUnknown) {                                          \
-            *object = static_cast<CObject<T>*>(this);                       \
-        } else if (*object = nullptr; iid == IID_IObjectInfo) {             \
-            *object = static_cast<IObjectInfo*>(this);                      \
-        } else if (iid == IID_##F) {                                        \
-            *object = static_cast<F*>(this);                                \
-        } else {                                                            \
-            return E_NOINTERFACE;                                           \
-        }                                                                   \
-        CountUp();                                                          \
-        return S_OK;                                                        \
-    }                                                                       \
-    uint32_t AddRef() override { return CountUp(); }                        \
-    uint32_t Release() override {                                           \
-        const uint32_t count = CountDown();                                 \
-        if (count == 0) {                                                   \
-            FinalRelease();                                                 \
-            delete this;                                                    \
-        }                                                                   \
-        return count;                                                       \
+#define VEL_OBJECT_PARTS(T, F)                                       \
+    HRESULT QueryInterface(const IID& iid, void** object) override { \
+        if (iid == IID_IUnknown) {                                   \
+            *object = static_cast<CObject<T>*>(this);                \
+        } else if (*object = nullptr; iid == IID_IObjectInfo) {      \
+            *object = static_cast<IObjectInfo*>(this);               \
+        } else if (iid == IID_##F) {                                 \
+            *object = static_cast<F*>(this);                         \
+        } else {                                                     \
+            return E_NOINTERFACE;                                    \
+        }                                                            \
+        CountUp();                                                   \
+        return S_OK;                                                 \
+    }                                                                \
+    uint32_t AddRef() override { return CountUp(); }                 \
+    uint32_t Release() override {                                    \
+        const uint32_t count = CountDown();                          \
+        if (count == 0) {                                            \
+            FinalRelease();                                          \
+            delete this;                                             \
+        }                                                            \
+        return count;                                                \
     }

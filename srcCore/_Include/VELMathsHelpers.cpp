@@ -3,7 +3,8 @@
 #include "Module.h"
 #include "StringManipulate.h"
 
-#define VEL_GREY4(i) {(i), (i), (i), 0}, {(i) + 1, (i) + 1, (i) + 1, 0}, {(i) + 2, (i) + 2, (i) + 2, 0}, {(i) + 3, (i) + 3, (i) + 3, 0}
+#define VEL_GREY4(i) \
+    {(i), (i), (i), 0}, {(i) + 1, (i) + 1, (i) + 1, 0}, {(i) + 2, (i) + 2, (i) + 2, 0}, { (i) + 3, (i) + 3, (i) + 3, 0 }
 #define VEL_GREY16(i) VEL_GREY4(i), VEL_GREY4((i) + 4), VEL_GREY4((i) + 8), VEL_GREY4((i) + 12)
 #define VEL_GREY64(i) VEL_GREY16(i), VEL_GREY16((i) + 16), VEL_GREY16((i) + 32), VEL_GREY16((i) + 48)
 const RGBQUAD DefaultPalette[256] = {VEL_GREY64(0), VEL_GREY64(64), VEL_GREY64(128), VEL_GREY64(192)};

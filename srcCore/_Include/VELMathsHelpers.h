@@ -44,18 +44,16 @@ constexpr uint32_t NearestGreyIndex(uint32_t sum) { return (sum + 1) / 3; }
 
 // The pixels of one plane of an image. Made once per operation and passed by value; owns nothing.
 struct ImageView {
-    uint8_t* bits = nullptr;    // first byte of row 0
-    int32_t stride = 0;         // bytes from one row to the next, signed
-    uint32_t width = 0;         // pixels
-    uint32_t height = 0;        // rows
+    uint8_t* bits = nullptr;  // first byte of row 0
+    int32_t stride = 0;       // bytes from one row to the next, signed
+    uint32_t width = 0;       // pixels
+    uint32_t height = 0;      // rows
     uint32_t planes = 0;
     uint32_t bitsPerPixel = 0;
-    uint32_t format = 0;        // colour-format code
+    uint32_t format = 0;  // colour-format code
 
     // Nothing to read or write. Sizes beyond 31 bits count as negative, hence empty.
-    bool Empty() const {
-        return !bits || static_cast<int32_t>(width) <= 0 || static_cast<int32_t>(height) <= 0;
-    }
+    bool Empty() const { return !bits || static_cast<int32_t>(width) <= 0 || static_cast<int32_t>(height) <= 0; }
     uint8_t* Row(int64_t y) const { return bits + y * stride; }
     // Bytes of a row that hold pixels; padding up to the stride is not counted.
     size_t RowBytes() const { return static_cast<size_t>((uint64_t{width} * bitsPerPixel + 7) / 8); }
@@ -94,7 +92,8 @@ class ScratchBuffer {
 public:
     ScratchBuffer() : m_data(nullptr) {}
     explicit ScratchBuffer(uint64_t bytes)
-        : m_data(bytes < (uint64_t{1} << 62) ? static_cast<uint8_t*>(std::aligned_alloc(64, RoundUp(bytes))) : nullptr) {}
+        : m_data(bytes < (uint64_t{1} << 62) ? static_cast<uint8_t*>(std::aligned_alloc(64, RoundUp(bytes)))
+                                             : nullptr) {}
     ScratchBuffer(const ScratchBuffer&) = delete;
     ScratchBuffer& operator=(const ScratchBuffer&) = delete;
     ~ScratchBuffer() { std::free(m_data); }

@@ -426,9 +426,7 @@ TEST(HostImage, ResultMemoryServesOneImageOfItsSizeAndDepth) {
         EXPECT_EQ(second->Create(4, 4, 1, 24, FORMAT_BGR), S_OK);
         EXPECT_NE(second->Row(0), target->Row(0));
     }
-    {
-        const velhost::ResultMemory scope(*target.Get());
-    }
+    { const velhost::ResultMemory scope(*target.Get()); }
     EXPECT_EQ(later->Create(4, 4, 1, 24, FORMAT_BGR), S_OK);
     EXPECT_NE(later->Row(0), target->Row(0));
     // Integer images whose stride cannot be said in values.

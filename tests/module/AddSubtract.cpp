@@ -37,7 +37,8 @@ protected:
         return to->Content();
     }
     ref::Image Weighted(const ref::Image& destination, const ref::Image& first, const ref::Image& second,
-                        const ref::Image* maskContent, float firstFactor, float secondFactor, float offset, HRESULT code) {
+                        const ref::Image* maskContent, float firstFactor, float secondFactor, float offset,
+                        HRESULT code) {
         const auto a = TestImage::New(first), b = TestImage::New(second), to = TestImage::New(destination);
         SmartPtr<TestImage> mask;
         if (maskContent) mask = TestImage::New(*maskContent);
@@ -48,7 +49,8 @@ protected:
     }
     int WeightedByte(int first, int second, float firstFactor, float secondFactor, float offset) {
         return Weighted(ImageOf(1, 8, kMono, {{9}}), ImageOf(1, 8, kMono, {{first}}), ImageOf(1, 8, kMono, {{second}}),
-                        nullptr, firstFactor, secondFactor, offset, S_OK).Get(0, 0);
+                        nullptr, firstFactor, secondFactor, offset, S_OK)
+            .Get(0, 0);
     }
 };
 
@@ -86,14 +88,15 @@ TEST_F(AddSubtract, AddWithDivisorsThatAreNoUsualNumbers) {
 }
 
 TEST_F(AddSubtract, AddOf24BitsSumsEveryByte) {
-    EXPECT_TRUE(test::SameNewImage(ImageOf(2, 24, kBgr, {{11, 22, 33, 44, 55, 66}}),
-                                   Sum(ImageOf(2, 24, kBgr, {{1, 2, 3, 4, 5, 6}}), ImageOf(2, 24, kBgr, {{10, 20, 30, 40, 50, 60}}), 0)));
+    EXPECT_TRUE(test::SameNewImage(
+        ImageOf(2, 24, kBgr, {{11, 22, 33, 44, 55, 66}}),
+        Sum(ImageOf(2, 24, kBgr, {{1, 2, 3, 4, 5, 6}}), ImageOf(2, 24, kBgr, {{10, 20, 30, 40, 50, 60}}), 0)));
 }
 
 TEST_F(AddSubtract, AddOf32BitsSumsThreeQuartersOfARow) {
-    EXPECT_TRUE(test::SameNewImage(
-        ImageOf(2, 32, kBgr, {{11, 22, 33, 44, 55, 66, kLeft, kLeft}}),
-        Sum(ImageOf(2, 32, kBgr, {{1, 2, 3, 4, 5, 6, 7, 8}}), ImageOf(2, 32, kBgr, {{10, 20, 30, 40, 50, 60, 70, 80}}), 0)));
+    EXPECT_TRUE(test::SameNewImage(ImageOf(2, 32, kBgr, {{11, 22, 33, 44, 55, 66, kLeft, kLeft}}),
+                                   Sum(ImageOf(2, 32, kBgr, {{1, 2, 3, 4, 5, 6, 7, 8}}),
+                                       ImageOf(2, 32, kBgr, {{10, 20, 30, 40, 50, 60, 70, 80}}), 0)));
 }
 
 TEST_F(AddSubtract, AddOfOtherDepthsOnlyCreates) {
@@ -105,7 +108,8 @@ TEST_F(AddSubtract, AddOfOtherDepthsOnlyCreates) {
 
 TEST_F(AddSubtract, AddRefusesAnotherDepthOrCodeAndLeavesTheDestination) {
     const ref::Image before = ImageOf(2, 8, kMono, {{3, 4}}), grey(2, 2, 1, 8, kMono);
-    for (const ref::Image& other : {ref::Image(2, 2, 1, 24, kMono), ref::Image(2, 2, 1, 8, kBgr), ref::Image(2, 2, 1, 8, 0)}) {
+    for (const ref::Image& other :
+         {ref::Image(2, 2, 1, 24, kMono), ref::Image(2, 2, 1, 8, kBgr), ref::Image(2, 2, 1, 8, 0)}) {
         const auto a = TestImage::New(grey), b = TestImage::New(other), to = TestImage::New(before);
         EXPECT_EQ(component->Add(to.Get(), a.Get(), b.Get(), 0), E_FAIL);
         EXPECT_EQ(component->Add(to.Get(), b.Get(), a.Get(), 0), E_FAIL);
@@ -177,7 +181,8 @@ TEST_F(AddSubtract, SubtractOfOtherDepthsWritesNothing) {
 }
 
 TEST_F(AddSubtract, SubtractTakesTheCommonSizeAndTheMinuendsPlanes) {
-    const ref::Image a = ImageOf(3, 8, kMono, {{9, 9, 9}, {9, 9, 9}}), b = ImageOf(2, 8, kMono, {{1, 2}, {3, 4}, {5, 6}});
+    const ref::Image a = ImageOf(3, 8, kMono, {{9, 9, 9}, {9, 9, 9}}),
+                     b = ImageOf(2, 8, kMono, {{1, 2}, {3, 4}, {5, 6}});
     EXPECT_TRUE(test::SamePixels(ImageOf(3, 8, kMono, {{8, 7, kLeft}, {6, 5, kLeft}}), Difference(a, b, 0, 0)));
     const ref::Image two(2, 1, 2, 24, kBgr);
     ref::Image one(2, 1, 1, 24, kBgr), three(2, 1, 3, 24, kBgr);
@@ -198,7 +203,8 @@ TEST_F(AddSubtract, SubtractWithoutAnImageIsAnInvalidArgument) {
 
 TEST_F(AddSubtract, SubtractRefusesAnotherDepthOrCode) {
     const ref::Image grey = ImageOf(1, 8, kMono, {{10}});
-    EXPECT_TRUE(test::SameBytes(ref::CreatedLike(grey), Difference(grey, ImageOf(1, 24, kMono, {{1, 2, 3}}), 0, E_FAIL)));
+    EXPECT_TRUE(
+        test::SameBytes(ref::CreatedLike(grey), Difference(grey, ImageOf(1, 24, kMono, {{1, 2, 3}}), 0, E_FAIL)));
     EXPECT_TRUE(test::SameBytes(ref::CreatedLike(grey), Difference(grey, ImageOf(1, 8, kBgr, {{1}}), 0, E_FAIL)));
 }
 
@@ -226,7 +232,8 @@ TEST_F(AddSubtract, AddScaleWeighsAndSaturates) {
     EXPECT_EQ(WeightedByte(255, 255, 1e38f, 1e38f, 0), 255);
     // A NaN is 0.
     EXPECT_EQ(WeightedByte(1, 1, std::numeric_limits<float>::quiet_NaN(), 1, 7), 0);
-    EXPECT_EQ(WeightedByte(1, 1, std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(), 7), 0);
+    EXPECT_EQ(WeightedByte(1, 1, std::numeric_limits<float>::infinity(), -std::numeric_limits<float>::infinity(), 7),
+              0);
     EXPECT_EQ(WeightedByte(0, 1, std::numeric_limits<float>::infinity(), 1, 7), 0);
 }
 
@@ -250,7 +257,8 @@ TEST_F(AddSubtract, AddScaleOf16BitsGoesByteByByte) {
 
 TEST_F(AddSubtract, AddScaleOf1And4BitsWritesNothing) {
     for (const uint32_t depth : {1u, 4u}) {
-        const ref::Image image = test::Flat(9, 3, depth, kBgr, 0x00FFFFFF), mask = test::Flat(9, 3, 8, kBgr, 0x00FFFFFF);
+        const ref::Image image = test::Flat(9, 3, depth, kBgr, 0x00FFFFFF),
+                         mask = test::Flat(9, 3, 8, kBgr, 0x00FFFFFF);
         EXPECT_TRUE(test::SameBytes(image, Weighted(image, image, image, nullptr, 0, 0, 0, S_OK)));
         EXPECT_TRUE(test::SameBytes(image, Weighted(image, image, image, &mask, 0, 0, 0, S_OK)));
     }
@@ -265,24 +273,32 @@ TEST_F(AddSubtract, AddScaleWithAMaskKeepsTheOtherPixels) {
 }
 
 TEST_F(AddSubtract, AddScaleOf24And32BitsKeepsAlpha) {
-    const ref::Image triple = ImageOf(2, 24, kBgr, {{1, 2, 3, 4, 5, 6}}), quad = ImageOf(2, 32, kArgb, {{10, 20, 30, 40, 50, 60, 70, 80}});
+    const ref::Image triple = ImageOf(2, 24, kBgr, {{1, 2, 3, 4, 5, 6}}),
+                     quad = ImageOf(2, 32, kArgb, {{10, 20, 30, 40, 50, 60, 70, 80}});
     EXPECT_TRUE(test::SameBytes(ImageOf(2, 24, kBgr, {{11, 22, 33, 54, 65, 76}}),
                                 Weighted(triple, triple, quad, nullptr, 1, 1, 0, S_OK)));
-    EXPECT_TRUE(test::SameBytes(ImageOf(2, 32, kBgr, {{2, 4, 6, 9, 8, 10, 12, 9}}),
-                                Weighted(ImageOf(2, 32, kBgr, {{9, 9, 9, 9, 9, 9, 9, 9}}), triple, triple, nullptr, 1, 1, 0, S_OK)));
+    EXPECT_TRUE(test::SameBytes(
+        ImageOf(2, 32, kBgr, {{2, 4, 6, 9, 8, 10, 12, 9}}),
+        Weighted(ImageOf(2, 32, kBgr, {{9, 9, 9, 9, 9, 9, 9, 9}}), triple, triple, nullptr, 1, 1, 0, S_OK)));
 }
 
 TEST_F(AddSubtract, AddScaleOfMixedDepthsWithAMaskFailsAfterWriting) {
-    const ref::Image triple = ImageOf(2, 24, kBgr, {{1, 2, 3, 4, 5, 6}}), quad = ImageOf(2, 32, kArgb, {{10, 20, 30, 40, 50, 60, 70, 80}});
+    const ref::Image triple = ImageOf(2, 24, kBgr, {{1, 2, 3, 4, 5, 6}}),
+                     quad = ImageOf(2, 32, kArgb, {{10, 20, 30, 40, 50, 60, 70, 80}});
     const ref::Image mask = ImageOf(2, 8, kMono, {{0, 1}}), full = ImageOf(2, 8, kMono, {{1, 1}});
-    EXPECT_TRUE(test::SameBytes(ImageOf(2, 24, kBgr, {{1, 2, 3, 54, 65, 76}}), Weighted(triple, triple, quad, &mask, 1, 1, 0, E_FAIL)));
-    EXPECT_TRUE(test::SameBytes(ImageOf(2, 32, kArgb, {{11, 22, 33, 40, 54, 65, 76, 80}}), Weighted(quad, triple, quad, &full, 1, 1, 0, E_FAIL)));
-    Weighted(ref::Image(2, 0, 1, 24, kBgr), ref::Image(2, 0, 1, 24, kBgr), ref::Image(2, 0, 1, 32, kBgr), &full, 1, 1, 0, E_FAIL);
-    Weighted(ref::Image(2, 0, 1, 24, kBgr), ref::Image(2, 0, 1, 24, kBgr), ref::Image(2, 0, 1, 32, kBgr), nullptr, 1, 1, 0, S_OK);
+    EXPECT_TRUE(test::SameBytes(ImageOf(2, 24, kBgr, {{1, 2, 3, 54, 65, 76}}),
+                                Weighted(triple, triple, quad, &mask, 1, 1, 0, E_FAIL)));
+    EXPECT_TRUE(test::SameBytes(ImageOf(2, 32, kArgb, {{11, 22, 33, 40, 54, 65, 76, 80}}),
+                                Weighted(quad, triple, quad, &full, 1, 1, 0, E_FAIL)));
+    Weighted(ref::Image(2, 0, 1, 24, kBgr), ref::Image(2, 0, 1, 24, kBgr), ref::Image(2, 0, 1, 32, kBgr), &full, 1, 1,
+             0, E_FAIL);
+    Weighted(ref::Image(2, 0, 1, 24, kBgr), ref::Image(2, 0, 1, 24, kBgr), ref::Image(2, 0, 1, 32, kBgr), nullptr, 1, 1,
+             0, S_OK);
 }
 
 TEST_F(AddSubtract, AddScaleRefusesMixedDepthsBelow24) {
-    const ref::Image grey = ImageOf(1, 8, kMono, {{10}}), triple = ImageOf(1, 24, kBgr, {{1, 2, 3}}), quad = ImageOf(1, 32, kBgr, {{1, 2, 3, 4}});
+    const ref::Image grey = ImageOf(1, 8, kMono, {{10}}), triple = ImageOf(1, 24, kBgr, {{1, 2, 3}}),
+                     quad = ImageOf(1, 32, kBgr, {{1, 2, 3, 4}});
     EXPECT_TRUE(test::SameBytes(triple, Weighted(triple, grey, triple, nullptr, 1, 1, 0, E_FAIL)));
     EXPECT_TRUE(test::SameBytes(triple, Weighted(triple, triple, grey, nullptr, 1, 1, 0, E_FAIL)));
     EXPECT_TRUE(test::SameBytes(grey, Weighted(grey, triple, quad, nullptr, 1, 1, 0, E_FAIL)));

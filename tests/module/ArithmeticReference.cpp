@@ -91,8 +91,9 @@ ref::Image RandomMask(Random& random, uint32_t width, uint32_t height) {
 float AnyFactor(Random& random) {
     switch (random.Int(0, 5)) {
         case 0: return random.Pick({0.0f, -0.0f, 1.0f, -1.0f, 2.0f, 0.5f, 1e30f, -1e30f, 1e-40f});
-        case 1: return random.Pick({std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
-                                    -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::max()});
+        case 1:
+            return random.Pick({std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+                                -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::max()});
         case 2: return static_cast<float>(random.Real(-300, 300));
         default: return static_cast<float>(random.Real(-2, 2));
     }
@@ -106,7 +107,10 @@ TEST_F(ArithmeticReference, Copy) {
     test::RandomCases(2500, [&](Random& random) {
         Cast cast;
         const int to = cast.Add(AnyImage(random), random);
-        const int from = random.Chance(10) ? to : cast.Add(random.Chance(50) ? AnyImage(random) : Companion(random, cast.before[0], 20), random);
+        const int from =
+            random.Chance(10)
+                ? to
+                : cast.Add(random.Chance(50) ? AnyImage(random) : Companion(random, cast.before[0], 20), random);
         const int x = random.Chance(50) ? 0 : random.Int(-2, static_cast<int>(cast.before[0].width) + 1);
         const int y = random.Chance(50) ? 0 : random.Int(-2, static_cast<int>(cast.before[0].height) + 1);
         SCOPED_TRACE("at " + std::to_string(x) + ", " + std::to_string(y));
@@ -120,8 +124,10 @@ TEST_F(ArithmeticReference, CopyOf16To24Bits) {
     test::RandomCases(300, [&](Random& random) {
         Cast cast;
         const uint32_t width = AnyWidth(random), height = test::RandomSize(random, 9);
-        const int to = cast.Add(test::RandomImage(random, width, height, 1, 24, random.Pick({ref::kBgr, uint32_t{0}, ref::kArgb})), random);
-        const int from = cast.Add(test::RandomImage(random, width, height, 1, 16, random.Chance(90) ? ref::kBgr : 0), random);
+        const int to = cast.Add(
+            test::RandomImage(random, width, height, 1, 24, random.Pick({ref::kBgr, uint32_t{0}, ref::kArgb})), random);
+        const int from =
+            cast.Add(test::RandomImage(random, width, height, 1, 16, random.Chance(90) ? ref::kBgr : 0), random);
         const int32_t code = ref::Copy(*cast.Expected(to), *cast.Expected(from), 0, 0);
         EXPECT_EQ(component->Copy(cast.Image(to), cast.Image(from), nullptr, 0, 0), code);
         cast.Check();
@@ -149,7 +155,8 @@ TEST_F(ArithmeticReference, Add) {
     test::RandomCases(2000, [&](Random& random) {
         Cast cast;
         const int first = cast.Add(AnyImage(random), random);
-        const int second = random.Chance(10) ? first : cast.Add(Companion(random, cast.before[0], random.Chance(60) ? 0 : 30), random);
+        const int second =
+            random.Chance(10) ? first : cast.Add(Companion(random, cast.before[0], random.Chance(60) ? 0 : 30), random);
         const int to = random.Chance(20) ? random.Pick({first, second}) : cast.Add(AnyImage(random), random);
         cast.images[static_cast<size_t>(to)]->recipe = test::RandomRecipe(random);
         // Where the destination is a source too, what it is made anew with may be read beyond a row.
@@ -167,14 +174,16 @@ TEST_F(ArithmeticReference, Subtract) {
     test::RandomCases(2000, [&](Random& random) {
         Cast cast;
         const int first = cast.Add(AnyImage(random), random);
-        const int second = random.Chance(10) ? first : cast.Add(Companion(random, cast.before[0], random.Chance(60) ? 0 : 30), random);
+        const int second =
+            random.Chance(10) ? first : cast.Add(Companion(random, cast.before[0], random.Chance(60) ? 0 : 30), random);
         // As large as the minuend or larger; sometimes in place.
         const ref::Image& model = cast.before[0];
         const int more = random.Pick({0, 0, 1, 7});
         const int to = random.Chance(25) ? first
                                          : cast.Add(test::RandomImage(random, model.width + static_cast<uint32_t>(more),
-                                                                      model.height + static_cast<uint32_t>(more), model.planes,
-                                                                      model.bitsPerPixel, model.format), random);
+                                                                      model.height + static_cast<uint32_t>(more),
+                                                                      model.planes, model.bitsPerPixel, model.format),
+                                                    random);
         const int mode = random.Pick({0, 0, 1, 2, 3, 4, -1, INT_MIN, INT_MIN + 1});
         SCOPED_TRACE("roles " + std::to_string(to) + " = " + std::to_string(first) + " - " + std::to_string(second) +
                      ", mode " + std::to_string(mode));
@@ -193,8 +202,8 @@ TEST_F(ArithmeticReference, AddScale) {
             if (cast.before.empty() && !mixed) return AnyImage(random);
             if (!mixed) return Companion(random, cast.before[0], random.Chance(70) ? 0 : 30);
             const uint32_t width = random.Chance(70) ? common : AnyWidth(random);
-            return test::RandomImage(random, width, test::RandomSize(random, 9), AnyPlanes(random), random.Pick({24u, 32u}),
-                                     AnyFormat(random));
+            return test::RandomImage(random, width, test::RandomSize(random, 9), AnyPlanes(random),
+                                     random.Pick({24u, 32u}), AnyFormat(random));
         };
         const int first = cast.Add(make(), random);
         const int second = random.Chance(10) ? first : cast.Add(make(), random);
@@ -204,12 +213,14 @@ TEST_F(ArithmeticReference, AddScale) {
         if (random.Chance(50)) mask = cast.Add(RandomMask(random, model.width, model.height), random);
         if (random.Chance(5)) mask = random.Pick({to, first, second});
         const float a = AnyFactor(random), b = AnyFactor(random), offset = AnyOffset(random);
-        SCOPED_TRACE("roles " + std::to_string(to) + " = " + std::to_string(first) + " + " + std::to_string(second) + ", mask " +
-                     std::to_string(mask) + ", factors " + std::to_string(a) + ", " + std::to_string(b) + ", offset " +
-                     std::to_string(offset));
+        SCOPED_TRACE("roles " + std::to_string(to) + " = " + std::to_string(first) + " + " + std::to_string(second) +
+                     ", mask " + std::to_string(mask) + ", factors " + std::to_string(a) + ", " + std::to_string(b) +
+                     ", offset " + std::to_string(offset));
         const int32_t code = ref::AddScale(*cast.Expected(to), *cast.Expected(first), *cast.Expected(second),
                                            cast.Expected(mask), a, b, offset);
-        EXPECT_EQ(component->AddScale(cast.Image(to), cast.Image(first), cast.Image(second), cast.Image(mask), a, b, offset), code);
+        EXPECT_EQ(
+            component->AddScale(cast.Image(to), cast.Image(first), cast.Image(second), cast.Image(mask), a, b, offset),
+            code);
         cast.Check();
     });
 }
@@ -246,8 +257,9 @@ TEST_F(ArithmeticReference, Scale) {
         if (random.Chance(40)) mask = cast.Add(RandomMask(random, model.width, model.height), random);
         if (random.Chance(5)) mask = random.Pick({to, from});
         const float factor = AnyFactor(random), offset = AnyOffset(random);
-        SCOPED_TRACE("roles " + std::to_string(to) + " from " + std::to_string(from) + ", mask " + std::to_string(mask) + ", factor " +
-                     std::to_string(factor) + ", offset " + std::to_string(offset));
+        SCOPED_TRACE("roles " + std::to_string(to) + " from " + std::to_string(from) + ", mask " +
+                     std::to_string(mask) + ", factor " + std::to_string(factor) + ", offset " +
+                     std::to_string(offset));
         const int32_t code = ref::Scale(*cast.Expected(to), *cast.Expected(from), cast.Expected(mask), factor, offset);
         EXPECT_EQ(component->Scale(cast.Image(to), cast.Image(from), cast.Image(mask), factor, offset), code);
         cast.Check();
@@ -262,7 +274,8 @@ TEST_F(ArithmeticReference, Scale8) {
                                               random.Chance(90) ? ref::kMono : AnyFormat(random));
         if (random.Chance(50)) {
             for (uint32_t y = 0; y < source.height; ++y) {
-                for (uint32_t x = 0; x < source.width; ++x) source.PutWord(y, 4 * x, static_cast<uint32_t>(random.Int(-700, 700)));
+                for (uint32_t x = 0; x < source.width; ++x)
+                    source.PutWord(y, 4 * x, static_cast<uint32_t>(random.Int(-700, 700)));
             }
         }
         const int from = cast.Add(source, random);
@@ -270,7 +283,8 @@ TEST_F(ArithmeticReference, Scale8) {
         cast.images[static_cast<size_t>(to)]->recipe = test::RandomRecipe(random);
         const double factor = random.Chance(70) ? random.Real(-2, 2) : static_cast<double>(AnyFactor(random));
         const int offset = random.Chance(80) ? random.Int(-300, 300) : random.Pick({INT_MIN, INT_MAX, 0});
-        SCOPED_TRACE(test::Describe(source) + ", factor " + std::to_string(factor) + ", offset " + std::to_string(offset));
+        SCOPED_TRACE(test::Describe(source) + ", factor " + std::to_string(factor) + ", offset " +
+                     std::to_string(offset));
         const int32_t code = ref::Scale8(*cast.Expected(to), *cast.Expected(from), offset, factor);
         EXPECT_EQ(component->Scale8(cast.Image(to), cast.Image(from), offset, factor), code);
         cast.Check(code == ref::kOk ? to : -1);
@@ -282,8 +296,10 @@ TEST_F(ArithmeticReference, Scale8OfLargeImages) {
     test::RandomCases(24, [&](Random& random) {
         Cast cast;
         const uint32_t width = static_cast<uint32_t>(random.Int(256, 400));
-        ref::Image source = test::RandomImage(random, width, static_cast<uint32_t>(random.Int(230, 270)), 1, 32, ref::kMono);
-        const double factor = random.Pick({0.1, 0.25, 0.4, 0.5, 1.0 / 256, 1.0 / 257, random.Real(0, 0.5), random.Real(-1, 1)});
+        ref::Image source =
+            test::RandomImage(random, width, static_cast<uint32_t>(random.Int(230, 270)), 1, 32, ref::kMono);
+        const double factor =
+            random.Pick({0.1, 0.25, 0.4, 0.5, 1.0 / 256, 1.0 / 257, random.Real(0, 0.5), random.Real(-1, 1)});
         const int offset = random.Pick({0, 10, random.Int(-400, 400)});
         for (uint32_t y = 0; y < source.height; ++y) {
             for (uint32_t x = 0; x < source.width; ++x) {
@@ -293,7 +309,8 @@ TEST_F(ArithmeticReference, Scale8OfLargeImages) {
             }
         }
         const int from = cast.Add(source, random), to = cast.Add(AnyImage(random), random);
-        SCOPED_TRACE(test::Describe(source) + ", factor " + std::to_string(factor) + ", offset " + std::to_string(offset));
+        SCOPED_TRACE(test::Describe(source) + ", factor " + std::to_string(factor) + ", offset " +
+                     std::to_string(offset));
         const int32_t code = ref::Scale8(*cast.Expected(to), *cast.Expected(from), offset, factor);
         EXPECT_EQ(component->Scale8(cast.Image(to), cast.Image(from), offset, factor), code);
         cast.Check(to);
@@ -306,8 +323,9 @@ TEST_F(ArithmeticReference, ImagesThatAreTooSmallDoNoHarm) {
     test::RandomCases(1500, [&](Random& random) {
         const ref::Image model = AnyImage(random);
         const auto image = [&] {
-            ref::Image content = test::RandomImage(random, test::RandomSize(random, 20), test::RandomSize(random, 4), AnyPlanes(random),
-                                                   random.Pick({model.bitsPerPixel, model.bitsPerPixel, 1u, 8u, 24u, 32u}), model.format);
+            ref::Image content = test::RandomImage(
+                random, test::RandomSize(random, 20), test::RandomSize(random, 4), AnyPlanes(random),
+                random.Pick({model.bitsPerPixel, model.bitsPerPixel, 1u, 8u, 24u, 32u}), model.format);
             if (random.Chance(10)) content.store.clear();
             return TestImage::New(content, static_cast<size_t>(random.Int(0, 7)));
         };
@@ -347,7 +365,9 @@ TEST_F(ArithmeticReference, AnExceptionOfTheHostLeaksNothing) {
             };
             each([&] { component->Equal(images[0].Get(), images[3].Get(), 7); });
             each([&] { component->Copy(images[0].Get(), images[1].Get(), nullptr, 0, 0); });
-            each([&] { component->AddScale(images[0].Get(), images[1].Get(), images[2].Get(), images[3].Get(), 1, 1, 0); });
+            each([&] {
+                component->AddScale(images[0].Get(), images[1].Get(), images[2].Get(), images[3].Get(), 1, 1, 0);
+            });
             each([&] { component->Scale(images[0].Get(), images[1].Get(), images[3].Get(), 1, 0); });
             each([&] { component->Subtract(images[0].Get(), images[1].Get(), images[2].Get(), 1); });
             each([&] { component->Add(images[0].Get(), images[1].Get(), images[2].Get(), 3); });

@@ -83,7 +83,7 @@ TEST_F(CircleTransform, Mode3UnrollsAngleAndDistance) {
 TEST_F(CircleTransform, HigherModesShiftSidewaysInASawTooth) {
     for (const int mode : {4, 5, 1000, INT_MAX}) {
         const ref::Image result = Deformed(Positions(101, 101), mode, 0);
-        ExpectFrom(result, 48, 50, 48, 50);       // 48 mod 32 - 16 = 0
+        ExpectFrom(result, 48, 50, 48, 50);  // 48 mod 32 - 16 = 0
         ExpectFrom(result, 32, 50, 16, 50);
         ExpectFrom(result, 63, 40, 78, 40);
         ExpectFrom(result, 96, 50, 80, 50);

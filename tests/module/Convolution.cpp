@@ -19,13 +19,23 @@ class Convolution : public test::ComponentTest<IVELFilterTransform> {
 protected:
     ref::Image Filtered(const ref::Image& source, std::vector<int> kernel, int size, int divisor, int offset) {
         return test::Result(
-            [&](IVEL* image, IVEL** dest) { return component->Filter(image, kernel.data(), size, divisor, offset, dest); },
+            [&](IVEL* image, IVEL** dest) {
+                return component->Filter(image, kernel.data(), size, divisor, offset, dest);
+            },
             source);
     }
-    Operation Emboss() { return [this](IVEL* image, IVEL** dest) { return component->Emboss(image, dest); }; }
-    Operation Blur() { return [this](IVEL* image, IVEL** dest) { return component->Blur(image, dest); }; }
-    Operation Soften() { return [this](IVEL* image, IVEL** dest) { return component->Soften(image, dest); }; }
-    Operation Sharpen() { return [this](IVEL* image, IVEL** dest) { return component->Sharpen(image, dest); }; }
+    Operation Emboss() {
+        return [this](IVEL* image, IVEL** dest) { return component->Emboss(image, dest); };
+    }
+    Operation Blur() {
+        return [this](IVEL* image, IVEL** dest) { return component->Blur(image, dest); };
+    }
+    Operation Soften() {
+        return [this](IVEL* image, IVEL** dest) { return component->Soften(image, dest); };
+    }
+    Operation Sharpen() {
+        return [this](IVEL* image, IVEL** dest) { return component->Sharpen(image, dest); };
+    }
     Operation GaussianBlur(int level) {
         return [this, level](IVEL* image, IVEL** dest) { return component->GaussianBlur(image, level, dest); };
     }
@@ -106,7 +116,8 @@ TEST_F(Convolution, EmbossOfAFlatImageIs127) {
         const ref::Image result = test::Result(Emboss(), Flat(40, 5, 24, kBgr, colour));
         EXPECT_TRUE(test::SamePixels(Flat(40, 5, 24, kBgr, 0x007F7F7F), result));
     }
-    EXPECT_TRUE(test::SamePixels(Flat(40, 5, 8, kBgr, 0x007F7F7F), test::Result(Emboss(), Flat(40, 5, 8, kBgr, 0xC8C8C8))));
+    EXPECT_TRUE(
+        test::SamePixels(Flat(40, 5, 8, kBgr, 0x007F7F7F), test::Result(Emboss(), Flat(40, 5, 8, kBgr, 0xC8C8C8))));
 }
 
 TEST_F(Convolution, EmbossSubtractsTheUpperRightFromTheLowerLeft) {
@@ -147,10 +158,10 @@ TEST_F(Convolution, GaussianKernelsByTheirImpulse) {
     ExpectImpulseResponse(GaussianBlur(1), {0, 1, 2, 1, 0, 1, 3, 4, 3, 1, 2, 4, 8, 4, 2, 1, 3, 4, 3, 1, 0, 1, 2, 1, 0},
                           52, 0);
     // The middle row begins with 2 and ends with 7.
-    ExpectImpulseResponse(GaussianBlur(2), {1, 4,  7, 4, 1, 4,  16, 26, 16, 4, 2, 26, 41,
-                                            26, 7, 4, 16, 26, 16, 4, 1, 4, 7, 4, 1}, 273, 0);
-    ExpectImpulseResponse(GaussianBlur(3), {2, 4, 5, 4, 2, 4, 9, 12, 9, 4, 5, 12, 15, 12, 5, 4, 9, 12, 9, 4, 2, 4, 5, 4, 2},
-                          159, 0);
+    ExpectImpulseResponse(GaussianBlur(2),
+                          {1, 4, 7, 4, 1, 4, 16, 26, 16, 4, 2, 26, 41, 26, 7, 4, 16, 26, 16, 4, 1, 4, 7, 4, 1}, 273, 0);
+    ExpectImpulseResponse(GaussianBlur(3),
+                          {2, 4, 5, 4, 2, 4, 9, 12, 9, 4, 5, 12, 15, 12, 5, 4, 9, 12, 9, 4, 2, 4, 5, 4, 2}, 159, 0);
 }
 
 TEST_F(Convolution, GaussianBlurRefusesOtherLevels) {
@@ -204,8 +215,8 @@ TEST_F(Convolution, SizeBelow1WritesTheOffset) {
 
 TEST_F(Convolution, DivisionTruncatesTowardZeroAndComesBeforeTheOffset) {
     const ref::Image source = ImageOf(1, 8, kBgr, {{7}});
-    EXPECT_EQ(Filtered(source, {-1}, 1, 2, 10).Get(0, 0), 7);   // -7 / 2 = -3
-    EXPECT_EQ(Filtered(source, {1}, 1, -2, 10).Get(0, 0), 7);   // 7 / -2 = -3
+    EXPECT_EQ(Filtered(source, {-1}, 1, 2, 10).Get(0, 0), 7);  // -7 / 2 = -3
+    EXPECT_EQ(Filtered(source, {1}, 1, -2, 10).Get(0, 0), 7);  // 7 / -2 = -3
     EXPECT_EQ(Filtered(source, {1}, 1, 2, 10).Get(0, 0), 13);
     EXPECT_EQ(Filtered(source, {1}, 1, 0, 10).Get(0, 0), 17);
     EXPECT_EQ(Filtered(source, {1}, 1, INT_MIN, 10).Get(0, 0), 10);
@@ -225,8 +236,8 @@ TEST_F(Convolution, SumsWrapAt32Bits) {
     // 255 * 16843010 = 2^32 + 254
     EXPECT_TRUE(test::SamePixels(Flat(3, 3, 24, kBgr, 0x00FEFEFE), Filtered(white, {16843010}, 1, 0, 0)));
     // 9 * 255 * 1871445 = 2^32 - 1021
-    EXPECT_TRUE(test::SamePixels(Flat(3, 3, 24, kBgr, 0x00666666),
-                                 Filtered(white, std::vector<int>(9, 1871445), 3, -10, 0)));
+    EXPECT_TRUE(
+        test::SamePixels(Flat(3, 3, 24, kBgr, 0x00666666), Filtered(white, std::vector<int>(9, 1871445), 3, -10, 0)));
 }
 
 TEST_F(Convolution, TheLeastSumDividedByMinusOneWraps) {
@@ -243,10 +254,12 @@ TEST_F(Convolution, QuotientsAreExactAroundMultiplesOfTheDivisor) {
         std::array<int, 4> units;  // coefficients of the run's last four pixels
         int64_t limit;             // greatest sum
     };
-    const Digits digits[] = {{{1 << 24, 1 << 16, 1 << 8, 1}, INT_MAX}, {{0, 1 << 13, 1 << 6, 1}, 2000000}, {{0, 0, 16, 1}, 4000}};
+    const Digits digits[] = {
+        {{1 << 24, 1 << 16, 1 << 8, 1}, INT_MAX}, {{0, 1 << 13, 1 << 6, 1}, 2000000}, {{0, 0, 16, 1}, 4000}};
     test::RandomCases(600, [&](test::Random& random) {
         const Digits& system = digits[random.Int(0, 2)];
-        const int64_t divisor = random.Chance(70) ? random.Int(2, 1100) : random.Int(2, static_cast<int>(system.limit / 4));
+        const int64_t divisor =
+            random.Chance(70) ? random.Int(2, 1100) : random.Int(2, static_cast<int>(system.limit / 4));
         const int64_t middle = random.Int(0, static_cast<int>(system.limit / divisor));
         const int sign = random.Pick({1, -1}), divisorSign = random.Pick({1, -1});
         std::vector<int64_t> sums;
@@ -268,7 +281,8 @@ TEST_F(Convolution, QuotientsAreExactAroundMultiplesOfTheDivisor) {
         std::vector<int> kernel(25, 0);
         for (size_t k = 0; k < 4; ++k) kernel[11 + k] = sign * system.units[k];
         const int turn = sign * divisorSign;
-        const ref::Image result = Filtered(source, kernel, 5, static_cast<int>(divisorSign * divisor), static_cast<int>(128 - turn * middle));
+        const ref::Image result =
+            Filtered(source, kernel, 5, static_cast<int>(divisorSign * divisor), static_cast<int>(128 - turn * middle));
         for (size_t i = 0; i < sums.size(); ++i) {
             EXPECT_EQ(result.Get(0, static_cast<int64_t>(5 * i + 2)), turn * (sums[i] / divisor) + 128 - turn * middle)
                 << sign * sums[i] << " / " << divisorSign * divisor;

@@ -115,6 +115,7 @@ struct DepthPair {
     const char* name;
 };
 
+// clang-format off
 const DepthPair kDepthPairs[] = {
     {1, kMono, {0xC0}, 1, kMono, S_OK, {}, "From1To1CopiesNoBytes"},
     {1, kMono, {0xC0}, 4, kMono, E_FAIL, {}, "From1To4"},
@@ -160,17 +161,20 @@ const DepthPair kDepthPairs[] = {
     {32, kMono, {1, 2, 3, 4, 5, 6, 7, 8}, 24, kBgr, S_OK, {0xEE, 0xEE, 0xEE, 1, 2, 3, 5, 6, 7}, "From32To24"},
     {32, kBgr, {1, 2, 3, 4, 5, 6, 7, 8}, 32, kMono, S_OK, {0xEE, 0xEE, 0xEE, 0xEE, 1, 2, 3, 4, 5, 6, 7, 8}, "From32To32"},
 };
+// clang-format on
 
 class CopyAndFillDepths : public CopyAndFill, public testing::WithParamInterface<DepthPair> {};
 
 TEST_P(CopyAndFillDepths, Copy) {
     const DepthPair& pair = GetParam();
     ref::Image source(2, 1, 1, pair.from, pair.fromFormat);
-    for (size_t i = 0; i < pair.pixels.size(); ++i) source.Put(0, static_cast<int64_t>(i), static_cast<uint8_t>(pair.pixels[i]));
+    for (size_t i = 0; i < pair.pixels.size(); ++i)
+        source.Put(0, static_cast<int64_t>(i), static_cast<uint8_t>(pair.pixels[i]));
     ref::Image expected(3, 2, 1, pair.to, pair.toFormat);
     for (uint8_t& byte : expected.store[0]) byte = 0xEE;
     const ref::Image before = expected;
-    for (size_t i = 0; i < pair.row.size(); ++i) expected.Put(1, static_cast<int64_t>(i), static_cast<uint8_t>(pair.row[i]));
+    for (size_t i = 0; i < pair.row.size(); ++i)
+        expected.Put(1, static_cast<int64_t>(i), static_cast<uint8_t>(pair.row[i]));
     EXPECT_TRUE(test::SameBytes(expected, Pasted(before, source, 1, 1, pair.code)));
 }
 
@@ -179,8 +183,9 @@ INSTANTIATE_TEST_SUITE_P(CopyAndFill, CopyAndFillDepths, testing::ValuesIn(kDept
 
 TEST_F(CopyAndFill, CopyAtTheLastColumnCopiesOneColumn) {
     const ref::Image source = ImageOf(3, 8, kMono, {{1, 2, 3}, {4, 5, 6}});
-    EXPECT_TRUE(test::SameBytes(ImageOf(4, 8, kMono, {{9, 9, 9, 1}, {9, 9, 9, 4}, {9, 9, 9, 9}}),
-                                Pasted(ImageOf(4, 8, kMono, {{9, 9, 9, 9}, {9, 9, 9, 9}, {9, 9, 9, 9}}), source, 3, 0, S_OK)));
+    EXPECT_TRUE(
+        test::SameBytes(ImageOf(4, 8, kMono, {{9, 9, 9, 1}, {9, 9, 9, 4}, {9, 9, 9, 9}}),
+                        Pasted(ImageOf(4, 8, kMono, {{9, 9, 9, 9}, {9, 9, 9, 9}, {9, 9, 9, 9}}), source, 3, 0, S_OK)));
 }
 
 TEST_F(CopyAndFill, CopyOfALargerSourceWritesTheOverlapOnly) {
@@ -194,7 +199,8 @@ TEST_F(CopyAndFill, CopyOutsideTheDestinationFails) {
     for (const auto& [x, y] : {std::pair{4, 0}, {0, 3}, {-1, 0}, {0, -1}, {INT_MIN, 0}, {0, INT_MAX}, {4, 3}}) {
         EXPECT_TRUE(test::SameBytes(before, Pasted(before, source, x, y, E_FAIL))) << x << ", " << y;
     }
-    EXPECT_TRUE(test::SameBytes(ref::Image(0, 3, 1, 8, kMono), Pasted(ref::Image(0, 3, 1, 8, kMono), source, 0, 0, E_FAIL)));
+    EXPECT_TRUE(
+        test::SameBytes(ref::Image(0, 3, 1, 8, kMono), Pasted(ref::Image(0, 3, 1, 8, kMono), source, 0, 0, E_FAIL)));
 }
 
 TEST_F(CopyAndFill, CopyTouchesPlane0Only) {
@@ -278,7 +284,8 @@ TEST_F(CopyAndFill, EqualOf24BitsIgnoresTheMask) {
 
 TEST_F(CopyAndFill, EqualFollowsTheMaskAt8And32Bits) {
     const ref::Image mask = ImageOf(3, 8, kMono, {{0, 1, 255}, {7, 0, 0}});
-    EXPECT_TRUE(test::SameBytes(ImageOf(3, 8, kMono, {{0, 9, 9}, {9, 0, 0}}), Filled(ref::Image(3, 2, 1, 8, kMono), &mask, 9)));
+    EXPECT_TRUE(
+        test::SameBytes(ImageOf(3, 8, kMono, {{0, 9, 9}, {9, 0, 0}}), Filled(ref::Image(3, 2, 1, 8, kMono), &mask, 9)));
     for (const uint32_t format : {kMono, kArgb}) {
         ref::Image expected(3, 2, 1, 32, format);
         expected.PutWord(0, 4, 0xFEDCBA98);
@@ -299,10 +306,12 @@ TEST_F(CopyAndFill, EqualFillsEveryPlaneByPlane0OfTheMask) {
 
 TEST_F(CopyAndFill, EqualLeavesOtherDepthsAlone) {
     for (const uint32_t depth : {1u, 4u, 16u}) {
-        EXPECT_TRUE(test::SameBytes(ref::Image(5, 3, 1, depth, kBgr), Filled(ref::Image(5, 3, 1, depth, kBgr), nullptr, ~0u)));
+        EXPECT_TRUE(
+            test::SameBytes(ref::Image(5, 3, 1, depth, kBgr), Filled(ref::Image(5, 3, 1, depth, kBgr), nullptr, ~0u)));
     }
     for (const uint32_t depth : {1u, 4u}) {
-        EXPECT_TRUE(test::SameBytes(ref::Image(5, 3, 1, depth, kMono), Filled(ref::Image(5, 3, 1, depth, kMono), nullptr, ~0u)));
+        EXPECT_TRUE(test::SameBytes(ref::Image(5, 3, 1, depth, kMono),
+                                    Filled(ref::Image(5, 3, 1, depth, kMono), nullptr, ~0u)));
     }
 }
 

@@ -47,8 +47,7 @@ const Operation kOperations[] = {
      [](const ref::Image& s) { return ref::GaussianBlur(s, 1); }},
 };
 
-class FilterDelivery : public test::ComponentTest<IVELFilterTransform>,
-                       public testing::WithParamInterface<Operation> {
+class FilterDelivery : public test::ComponentTest<IVELFilterTransform>, public testing::WithParamInterface<Operation> {
 protected:
     HRESULT Run(IVEL* source, IVEL** dest) { return GetParam().call(component.Get(), source, dest); }
     test::NewImageCall Both() {
@@ -73,7 +72,9 @@ TEST_P(FilterDelivery, ANullSourceFails) {
     EXPECT_TRUE(collection->images.empty());
 }
 
-TEST_P(FilterDelivery, TheCallerGetsTheOnlyReference) { test::Compare(Both(), Picture(), test::Delivery::OutputPointer); }
+TEST_P(FilterDelivery, TheCallerGetsTheOnlyReference) {
+    test::Compare(Both(), Picture(), test::Delivery::OutputPointer);
+}
 
 TEST_P(FilterDelivery, WithoutAnOutputPointerTheSourceTakesTheResult) {
     test::Compare(Both(), Picture(), test::Delivery::IntoSource);
@@ -123,8 +124,8 @@ TEST_P(FilterDelivery, ARefusingCollectionIsAFailure) {
 TEST_P(FilterDelivery, ACollectionThatKnowsNoImageComponentIsAFailure) {
     const std::string name = GetParam().name;
     const bool direct = name == "Erode" || name == "Edge" || name == "Median";
-    bool test::TestCollection::*const refusals[] = {&test::TestCollection::refuseStrings, &test::TestCollection::refuseFind,
-                                                    &test::TestCollection::refuseGet,
+    bool test::TestCollection::*const refusals[] = {&test::TestCollection::refuseStrings,
+                                                    &test::TestCollection::refuseFind, &test::TestCollection::refuseGet,
                                                     &test::TestCollection::componentWithoutInterface};
     const auto image = test::TestImage::New(Picture());
     for (const auto refusal : refusals) {

@@ -1,4 +1,5 @@
-// Every filter against the literal reference: all depths and codes, any layout, windows from below 1 to beyond the image.
+// Every filter against the literal reference: all depths and codes, any layout, windows from below 1 to beyond the
+// image.
 #include <climits>
 #include <sstream>
 
@@ -19,8 +20,9 @@ const ImageChoice kBroad = {.depths = {1, 8, 24, 32}, .largestWidth = 150, .larg
 
 // Rows beyond any buffer, few of them.
 ref::Image Wide(Random& random) {
-    return test::RandomImage(random, static_cast<uint32_t>(random.Int(800, 5000)), static_cast<uint32_t>(random.Int(1, 4)), 1,
-                             random.Pick({1u, 4u, 8u, 24u, 32u}), random.Pick({ref::kBgr, ref::kMono}));
+    return test::RandomImage(random, static_cast<uint32_t>(random.Int(800, 5000)),
+                             static_cast<uint32_t>(random.Int(1, 4)), 1, random.Pick({1u, 4u, 8u, 24u, 32u}),
+                             random.Pick({ref::kBgr, ref::kMono}));
 }
 
 class FilterReference : public test::ComponentTest<IVELFilterTransform> {
@@ -28,7 +30,8 @@ protected:
     // One random picture, layout and delivery for each call that `make` draws. A largest width of 0 asks for wide ones.
     void CompareRandomly(int rounds, const ImageChoice& choice, const std::function<NewImageCall(Random&)>& make) {
         test::RandomCases(rounds, [&](Random& random) {
-            const ref::Image source = test::Repainted(random, choice.largestWidth ? test::RandomImage(random, choice) : Wide(random));
+            const ref::Image source =
+                test::Repainted(random, choice.largestWidth ? test::RandomImage(random, choice) : Wide(random));
             RandomLayout(random);
             const NewImageCall call = make(random);
             const auto delivery = random.Chance(80) ? test::Delivery::OutputPointer : test::Delivery::IntoSource;
@@ -98,7 +101,8 @@ std::vector<int> RandomKernel(Random& random, int size) {
             if (n) kernel[static_cast<size_t>(random.Int(0, static_cast<int>(n * n) - 1))] = AnyNumber(random);
             break;
         case 4:  // a single one, or none
-            if (n && random.Chance(90)) kernel[static_cast<size_t>(random.Int(0, static_cast<int>(n * n) - 1))] = AnyNumber(random);
+            if (n && random.Chance(90))
+                kernel[static_cast<size_t>(random.Int(0, static_cast<int>(n * n) - 1))] = AnyNumber(random);
             break;
         case 5:  // column times row
         case 6:  // the same with factors whose products wrap
@@ -111,7 +115,8 @@ std::vector<int> RandomKernel(Random& random, int size) {
         case 8:  // the limits of bytes and 16-bit words
             for (int& k : kernel) {
                 k = random.Chance(70) ? random.Int(-128, 127)
-                                      : random.Pick({127, 128, -127, -128, -129, 255, 256, -255, -256, 257, 32767, 32768, -32768, -32769, 65535});
+                                      : random.Pick({127, 128, -127, -128, -129, 255, 256, -255, -256, 257, 32767,
+                                                     32768, -32768, -32769, 65535});
             }
             if (random.Chance(50)) {
                 for (int& k : kernel) k = random.Pick({127, 127, -128, 0});
@@ -193,7 +198,8 @@ TEST_F(FilterReference, LargeWindowsOnBroadImages) {
 
 TEST_F(FilterReference, FilterWithNegativeSizes) {
     CompareRandomly(40, kTiny, [&](Random& random) {
-        return FilterCall({}, random.Pick({0, -1, -2, -3, -100, INT_MIN, INT_MIN + 1}), AnyNumber(random), RandomOffset(random));
+        return FilterCall({}, random.Pick({0, -1, -2, -3, -100, INT_MIN, INT_MIN + 1}), AnyNumber(random),
+                          RandomOffset(random));
     });
 }
 
@@ -243,13 +249,13 @@ TEST_F(FilterReference, MedianWithLargeWindows) {
 }
 
 TEST_F(FilterReference, Jitter) {
-    CompareWindows("Jitter", &IVELFilterTransform::Jitter, ref::Jitter, {0, 1, 2, 3, -3, 10, 100, 100000, INT_MIN, INT_MAX, 1 << 30},
-                   400, {});
+    CompareWindows("Jitter", &IVELFilterTransform::Jitter, ref::Jitter,
+                   {0, 1, 2, 3, -3, 10, 100, 100000, INT_MIN, INT_MAX, 1 << 30}, 400, {});
 }
 
 TEST_F(FilterReference, Noise) {
-    CompareWindows("Noise", &IVELFilterTransform::Noise, ref::Noise, {0, 1, 2, 3, -40, 40, 255, 512, 100000, INT_MIN, INT_MAX},
-                   400, {});
+    CompareWindows("Noise", &IVELFilterTransform::Noise, ref::Noise,
+                   {0, 1, 2, 3, -40, 40, 255, 512, 100000, INT_MIN, INT_MAX}, 400, {});
 }
 
 }  // namespace

@@ -72,8 +72,8 @@ TEST_F(GeoDepth, IndicesBeyondAShortPaletteAreBlack) {
     EXPECT_TRUE(test::SamePixels(test::ImageOf(5, 24, ref::kBgr, {{1, 2, 3, 5, 6, 7, 0, 0, 0, 0, 0, 0, 0, 0, 0}}),
                                  Increased(source, 24)));
     constexpr int kLeft = ref::kCreatedByte;
-    EXPECT_TRUE(test::SamePixels(test::ImageOf(5, 32, ref::kBgr, {{1, 2, 3, kLeft, 5, 6, 7, kLeft, 0, 0,
-                                                                   0, kLeft, 0, 0, 0, kLeft, 0, 0, 0, kLeft}}),
+    EXPECT_TRUE(test::SamePixels(test::ImageOf(5, 32, ref::kBgr, {{1, 2,     3, kLeft, 5, 6,     7, kLeft, 0, 0,
+                                                                   0, kLeft, 0, 0,     0, kLeft, 0, 0,     0, kLeft}}),
                                  Increased(source, 32)));
 }
 

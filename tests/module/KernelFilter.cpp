@@ -154,18 +154,20 @@ TEST_F(KernelFilter, WithoutAnOutputPointerTheSourceTakesTheResult) {
 TEST_F(KernelFilter, AgreesWithTheReference) {
     test::RandomCases(300, [&](test::Random& random) {
         const uint32_t width = test::RandomSize(random, 40), height = test::RandomSize(random, 20);
-        ref::Image source(width, height, 1, 32, kMono,
-                          static_cast<int32_t>(4 * (width + static_cast<uint32_t>(random.Int(0, 5)))) *
-                              (random.Chance(50) ? 1 : -1));
+        ref::Image source(
+            width, height, 1, 32, kMono,
+            static_cast<int32_t>(4 * (width + static_cast<uint32_t>(random.Int(0, 5)))) * (random.Chance(50) ? 1 : -1));
         for (uint8_t& byte : source.store[0]) byte = random.Byte();
         if (random.Chance(50)) {
             for (uint32_t y = 0; y < height; ++y) {
-                for (uint32_t x = 0; x < width; ++x) source.PutWord(y, 4 * x, static_cast<uint32_t>(random.Int(-300, 300)));
+                for (uint32_t x = 0; x < width; ++x)
+                    source.PutWord(y, 4 * x, static_cast<uint32_t>(random.Int(-300, 300)));
             }
         }
         const int size = random.Int(-3, static_cast<int>(std::max(width, height)) + 1);
         std::vector<short> kernel(static_cast<size_t>(size > 0 ? size * size : 1));
-        for (short& k : kernel) k = static_cast<short>(random.Chance(50) ? random.Int(-5, 5) : random.Int(SHRT_MIN, SHRT_MAX));
+        for (short& k : kernel)
+            k = static_cast<short>(random.Chance(50) ? random.Int(-5, 5) : random.Int(SHRT_MIN, SHRT_MAX));
         const int divisor = random.Pick({0, 1, -1, 3, -7, 1000, INT_MIN, INT_MAX});
         const int offset = random.Pick({0, 127, -50, 1, INT_MIN, INT_MAX});
         collection->recipe = test::RandomRecipe(random);

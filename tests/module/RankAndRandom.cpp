@@ -185,7 +185,8 @@ TEST_F(RankAndRandom, NoiseOfANegativeLevelHasTheSameSpread) {
 
 TEST_F(RankAndRandom, NoiseIsClamped) {
     std::srand(3);
-    const ref::Image dark = Noise(Flat(20, 20, 24, kBgr, 0), 2000), bright = Noise(Flat(20, 20, 24, kBgr, 0x00FFFFFF), 2000);
+    const ref::Image dark = Noise(Flat(20, 20, 24, kBgr, 0), 2000),
+                     bright = Noise(Flat(20, 20, 24, kBgr, 0x00FFFFFF), 2000);
     int blacks = 0, whites = 0;
     for (const uint8_t byte : dark.store[0]) blacks += byte == 0;
     for (const uint8_t byte : bright.store[0]) whites += byte == 255;

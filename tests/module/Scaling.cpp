@@ -68,7 +68,8 @@ using Values = std::vector<int32_t>;
 // Scale, by rows of its table
 
 TEST_F(Scaling, From32MonoTo24WritesThreeClampedBytes) {
-    EXPECT_EQ(RowOf(ScaledInto(24, kBgr, Integers({-5, 100, 1000}), 1, 0)), (Bytes{0, 0, 0, 100, 100, 100, 255, 255, 255}));
+    EXPECT_EQ(RowOf(ScaledInto(24, kBgr, Integers({-5, 100, 1000}), 1, 0)),
+              (Bytes{0, 0, 0, 100, 100, 100, 255, 255, 255}));
 }
 
 TEST_F(Scaling, From32MonoTo8WritesAClampedByte) {
@@ -102,7 +103,8 @@ TEST_F(Scaling, From32ColourTo32WritesTheFirstBytesOfARow) {
     for (const uint32_t format : {kBgr, kMono}) {
         EXPECT_EQ(RowOf(ScaledInto(32, format, source, 2, 1)), (Bytes{21, 41, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}));
         // 300 and 600 keep their low 8 bits.
-        EXPECT_EQ(RowOf(ScaledInto(32, format, source, 30, 0)), (Bytes{300 - 256, 600 - 512, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}));
+        EXPECT_EQ(RowOf(ScaledInto(32, format, source, 30, 0)),
+                  (Bytes{300 - 256, 600 - 512, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}));
         EXPECT_EQ(RowOf(ScaledInto(32, format, source, -1, 15)), (Bytes{5, 0, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}));
     }
 }
@@ -113,7 +115,8 @@ TEST_F(Scaling, From32ColourTo24ScalesEachChannel) {
 }
 
 TEST_F(Scaling, From32ColourTo8ScalesTheSum) {
-    EXPECT_EQ(RowOf(ScaledInto(8, kBgr, ImageOf(2, 32, kBgr, {{10, 20, 30, 99, 200, 200, 200, 99}}), 0.5f, 1)), (Bytes{31, 255}));
+    EXPECT_EQ(RowOf(ScaledInto(8, kBgr, ImageOf(2, 32, kBgr, {{10, 20, 30, 99, 200, 200, 200, 99}}), 0.5f, 1)),
+              (Bytes{31, 255}));
 }
 
 TEST_F(Scaling, From32ColourToOtherDepthsFails) {
@@ -130,12 +133,14 @@ TEST_F(Scaling, From24To32WritesTheFirstPixelOfEachRow) {
         EXPECT_EQ(RowOf(result, 0), (Bytes{20, 40, 60, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}));
         EXPECT_EQ(RowOf(result, 1), (Bytes{2, 4, 6, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}));
     }
-    EXPECT_EQ(RowOf(ScaledInto(32, kBgr, source, 30, 0)), (Bytes{300 - 256, 600 - 512, 900 - 768, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}));
+    EXPECT_EQ(RowOf(ScaledInto(32, kBgr, source, 30, 0)),
+              (Bytes{300 - 256, 600 - 512, 900 - 768, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}));
     EXPECT_TRUE(test::SameBytes(ref::Image(0, 2, 1, 32, kBgr), Scaled(ref::Image(0, 2, 1, 32, kBgr), source, 1, 0)));
 }
 
 TEST_F(Scaling, From24To24WritesTheFirstBytesOfARow) {
-    const ref::Image source = ImageOf(4, 24, kBgr, {{10, 20, 30, 200, 50, 60, 70, 80, 90, 91, 92, 93}, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}});
+    const ref::Image source = ImageOf(
+        4, 24, kBgr, {{10, 20, 30, 200, 50, 60, 70, 80, 90, 91, 92, 93}, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}});
     const ref::Image result = ScaledInto(24, kMono, source, 2, 0);
     EXPECT_EQ(RowOf(result, 0), (Bytes{20, 40, 60, 255, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}));
     EXPECT_EQ(RowOf(result, 1), (Bytes{2, 4, 6, 8, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE, 0xEE}));
@@ -143,7 +148,8 @@ TEST_F(Scaling, From24To24WritesTheFirstBytesOfARow) {
 
 TEST_F(Scaling, From24To8ScalesTheSum) {
     EXPECT_EQ(RowOf(ScaledInto(8, kMono, ImageOf(1, 24, kBgr, {{10, 20, 30}}), 1.0f / 3, 0)), (Bytes{20}));
-    EXPECT_EQ(RowOf(ScaledInto(8, kMono, ImageOf(2, 24, kArgb, {{10, 20, 30, 200, 100, 0}}), 1, -50)), (Bytes{10, 250}));
+    EXPECT_EQ(RowOf(ScaledInto(8, kMono, ImageOf(2, 24, kArgb, {{10, 20, 30, 200, 100, 0}}), 1, -50)),
+              (Bytes{10, 250}));
 }
 
 TEST_F(Scaling, From24ToOtherDepthsFails) {
@@ -154,7 +160,8 @@ TEST_F(Scaling, From24ToOtherDepthsFails) {
 }
 
 TEST_F(Scaling, From8To24WritesThreeClampedBytes) {
-    EXPECT_EQ(RowOf(ScaledInto(24, kArgb, ImageOf(2, 8, kMono, {{10, 200}}), 2, 1)), (Bytes{21, 21, 21, 255, 255, 255}));
+    EXPECT_EQ(RowOf(ScaledInto(24, kArgb, ImageOf(2, 8, kMono, {{10, 200}}), 2, 1)),
+              (Bytes{21, 21, 21, 255, 255, 255}));
 }
 
 TEST_F(Scaling, From8To8WritesAClampedByteOfPlane0) {
@@ -173,17 +180,20 @@ TEST_F(Scaling, From8To8WithAMaskKeepsTheOtherBytes) {
 
 TEST_F(Scaling, TheMaskCountsBetween8BitImagesOnly) {
     const ref::Image none = ImageOf(2, 8, kMono, {{0, 0}});
-    EXPECT_EQ(RowOf(Scaled(ref::Image(2, 1, 1, 24, kBgr), ImageOf(2, 8, kMono, {{10, 20}}), 1, 0, S_OK, &none)), (Bytes{10, 10, 10, 20, 20, 20}));
+    EXPECT_EQ(RowOf(Scaled(ref::Image(2, 1, 1, 24, kBgr), ImageOf(2, 8, kMono, {{10, 20}}), 1, 0, S_OK, &none)),
+              (Bytes{10, 10, 10, 20, 20, 20}));
     EXPECT_EQ(RowOf(Scaled(ref::Image(2, 1, 1, 8, kBgr), Integers({10, 20}), 1, 0, S_OK, &none)), (Bytes{10, 20}));
 }
 
 TEST_F(Scaling, From8To32MonoIsFlooredOnly) {
-    EXPECT_EQ(ValuesOf(ScaledInto(32, kMono, ImageOf(3, 8, kBgr, {{10, 200, 0}}), 1000, -10001)), (Values{0, 189999, 0}));
+    EXPECT_EQ(ValuesOf(ScaledInto(32, kMono, ImageOf(3, 8, kBgr, {{10, 200, 0}}), 1000, -10001)),
+              (Values{0, 189999, 0}));
 }
 
 TEST_F(Scaling, From8To32ColourFails) {
     for (const uint32_t format : {kBgr, kArgb, 0u}) {
-        EXPECT_EQ(RowOf(ScaledInto(32, format, ImageOf(1, 8, kMono, {{10}}), 1, 0, E_FAIL)), (Bytes{0xEE, 0xEE, 0xEE, 0xEE}));
+        EXPECT_EQ(RowOf(ScaledInto(32, format, ImageOf(1, 8, kMono, {{10}}), 1, 0, E_FAIL)),
+                  (Bytes{0xEE, 0xEE, 0xEE, 0xEE}));
     }
 }
 
@@ -218,8 +228,9 @@ TEST_F(Scaling, EveryPlaneIsScaled) {
 TEST_F(Scaling, TheCommonSizeIsScaled) {
     EXPECT_TRUE(test::SameBytes(ImageOf(3, 8, kMono, {{1, 2, 0}, {0, 0, 0}}),
                                 Scaled(ref::Image(3, 2, 1, 8, kMono), ImageOf(2, 8, kMono, {{1, 2}}), 1, 0)));
-    EXPECT_TRUE(test::SameBytes(ImageOf(2, 8, kMono, {{1, 2}}),
-                                Scaled(ref::Image(2, 1, 1, 8, kMono), ImageOf(3, 8, kMono, {{1, 2, 3}, {4, 5, 6}}), 1, 0)));
+    EXPECT_TRUE(
+        test::SameBytes(ImageOf(2, 8, kMono, {{1, 2}}),
+                        Scaled(ref::Image(2, 1, 1, 8, kMono), ImageOf(3, 8, kMono, {{1, 2, 3}, {4, 5, 6}}), 1, 0)));
 }
 
 TEST_F(Scaling, ANaNIs0) {
@@ -233,7 +244,8 @@ TEST_F(Scaling, ANaNIs0) {
 TEST_F(Scaling, WhatDoesNotFitInto32BitsIsTheGreatestValue) {
     EXPECT_EQ(ValuesOf(ScaledInto(32, kMono, Integers({INT_MAX, INT_MIN}), 1, 0)), (Values{INT_MAX, 0}));
     EXPECT_EQ(ValuesOf(ScaledInto(32, kMono, Integers({1, -1}), 1e20f, 0)), (Values{INT_MAX, 0}));
-    EXPECT_EQ(ValuesOf(ScaledInto(32, kMono, ImageOf(1, 8, kMono, {{1}}), std::numeric_limits<float>::infinity(), 0)), (Values{INT_MAX}));
+    EXPECT_EQ(ValuesOf(ScaledInto(32, kMono, ImageOf(1, 8, kMono, {{1}}), std::numeric_limits<float>::infinity(), 0)),
+              (Values{INT_MAX}));
 }
 
 TEST_F(Scaling, InPlace) {
@@ -249,7 +261,8 @@ TEST_F(Scaling, InPlace) {
 // Scale8
 
 TEST_F(Scaling, Scale8MapsIntegers) {
-    EXPECT_TRUE(test::SameNewImage(ImageOf(5, 8, kMono, {{60, 0, 255, 10, 9}}), Scaled8(Integers({100, -100, 600, 1, -2}), 10, 0.5)));
+    EXPECT_TRUE(test::SameNewImage(ImageOf(5, 8, kMono, {{60, 0, 255, 10, 9}}),
+                                   Scaled8(Integers({100, -100, 600, 1, -2}), 10, 0.5)));
 }
 
 TEST_F(Scaling, Scale8TruncatesBeforeTheOffset) {
@@ -259,11 +272,13 @@ TEST_F(Scaling, Scale8TruncatesBeforeTheOffset) {
 }
 
 TEST_F(Scaling, Scale8IsDoublePrecision) {
-    EXPECT_TRUE(test::SameNewImage(ImageOf(2, 8, kMono, {{1, 2}}), Scaled8(Integers({16777217, 16777218}), -16777216, 1)));
+    EXPECT_TRUE(
+        test::SameNewImage(ImageOf(2, 8, kMono, {{1, 2}}), Scaled8(Integers({16777217, 16777218}), -16777216, 1)));
 }
 
 TEST_F(Scaling, Scale8BeyondAllBounds) {
-    EXPECT_TRUE(test::SameNewImage(ImageOf(3, 8, kMono, {{255, 0, 5}}), Scaled8(Integers({INT_MAX, INT_MIN, 0}), 5, 1e300)));
+    EXPECT_TRUE(
+        test::SameNewImage(ImageOf(3, 8, kMono, {{255, 0, 5}}), Scaled8(Integers({INT_MAX, INT_MIN, 0}), 5, 1e300)));
     EXPECT_TRUE(test::SameNewImage(ImageOf(2, 8, kMono, {{255, 0}}), Scaled8(Integers({INT_MAX, INT_MIN}), 0, 1)));
     EXPECT_TRUE(test::SameNewImage(ImageOf(2, 8, kMono, {{255, 255}}), Scaled8(Integers({1, INT_MAX}), INT_MAX, 1)));
     EXPECT_TRUE(test::SameNewImage(ImageOf(2, 8, kMono, {{0, 0}}), Scaled8(Integers({-1, INT_MIN}), INT_MIN, 1)));

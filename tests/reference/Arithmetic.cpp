@@ -6,9 +6,7 @@
 namespace ref {
 namespace {
 
-bool HasPlane(const Image& image, uint32_t plane) {
-    return plane < image.store.size() && !image.store[plane].empty();
-}
+bool HasPlane(const Image& image, uint32_t plane) { return plane < image.store.size() && !image.store[plane].empty(); }
 
 bool Selected(const Image& mask, int64_t x, int64_t y) { return HasPlane(mask, 0) && mask.Get(y, x) != 0; }
 
@@ -222,8 +220,8 @@ int32_t AddScale(Image& destination, const Image& first, const Image& second, co
     const int64_t height = std::min({first.height, second.height, destination.height});
     const bool present = HasPlane(first, 0) && HasPlane(second, 0) && HasPlane(destination, 0);
     const auto value = [&](int64_t row, int64_t firstAt, int64_t secondAt) {
-        return Clamped(WeightedSum(first.Get(row, firstAt), second.Get(row, secondAt), firstFactor, secondFactor,
-                                   offset));
+        return Clamped(
+            WeightedSum(first.Get(row, firstAt), second.Get(row, secondAt), firstFactor, secondFactor, offset));
     };
     const uint32_t depth = destination.bitsPerPixel;
     if (first.bitsPerPixel == depth && second.bitsPerPixel == depth) {
@@ -256,10 +254,14 @@ int32_t AddScale(Image& destination, const Image& first, const Image& second, co
 int32_t Scale(Image& destination, const Image& source, const Image* mask, float factor, float offset) {
     enum class From { Integer, Quad, Triple, Byte } from;
     const bool sourceMono = source.format == kMono;
-    if (source.bitsPerPixel == 32) from = sourceMono ? From::Integer : From::Quad;
-    else if (source.bitsPerPixel == 24 && !sourceMono) from = From::Triple;
-    else if (source.bitsPerPixel == 8) from = From::Byte;
-    else return kFail;
+    if (source.bitsPerPixel == 32)
+        from = sourceMono ? From::Integer : From::Quad;
+    else if (source.bitsPerPixel == 24 && !sourceMono)
+        from = From::Triple;
+    else if (source.bitsPerPixel == 8)
+        from = From::Byte;
+    else
+        return kFail;
 
     const uint32_t to = destination.bitsPerPixel;
     const bool toInteger = to == 32 && destination.format == kMono;
@@ -281,14 +283,17 @@ int32_t Scale(Image& destination, const Image& source, const Image* mask, float 
                     case From::Integer: {
                         const float v = scaled(source.GetWord(j, 4 * i, p));
                         if (to == 8) put(i, Clamped(v));
-                        if (to == 24) for (int k = 0; k < 3; ++k) put(3 * i + k, Clamped(v));
+                        if (to == 24)
+                            for (int k = 0; k < 3; ++k) put(3 * i + k, Clamped(v));
                         if (toInteger) destination.PutWord(j, 4 * i, static_cast<uint32_t>(Floored(v)), p);
-                        if (to == 32 && !toInteger) for (int k = 0; k < 3; ++k) put(4 * i + k, Clamped(v));
+                        if (to == 32 && !toInteger)
+                            for (int k = 0; k < 3; ++k) put(4 * i + k, Clamped(v));
                         break;
                     }
                     case From::Quad:
                         if (to == 32) put(i, FlooredByte(scaled(byte(i))));
-                        if (to == 24) for (int k = 0; k < 3; ++k) put(3 * i + k, Clamped(scaled(byte(4 * i + k))));
+                        if (to == 24)
+                            for (int k = 0; k < 3; ++k) put(3 * i + k, Clamped(scaled(byte(4 * i + k))));
                         if (to == 8) put(i, Clamped(scaled(byte(4 * i) + byte(4 * i + 1) + byte(4 * i + 2))));
                         break;
                     case From::Triple:
@@ -300,7 +305,8 @@ int32_t Scale(Image& destination, const Image& source, const Image* mask, float 
                         break;
                     case From::Byte: {
                         const float v = scaled(byte(i));
-                        if (to == 24) for (int k = 0; k < 3; ++k) put(3 * i + k, Clamped(v));
+                        if (to == 24)
+                            for (int k = 0; k < 3; ++k) put(3 * i + k, Clamped(v));
                         if (to == 8 && (!mask || Selected(*mask, i, j))) put(i, Clamped(v));
                         if (toInteger) destination.PutWord(j, 4 * i, static_cast<uint32_t>(Floored(v)), p);
                         break;

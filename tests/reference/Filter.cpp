@@ -39,7 +39,8 @@ Made FixedFilter(const Image& source, const int32_t (&kernel)[n], int32_t size, 
 // The brightness that Median orders by.
 uint32_t Key(uint32_t colour) {
     return (117u * static_cast<uint32_t>(Blue(colour)) + 601u * static_cast<uint32_t>(Green(colour)) +
-            306u * static_cast<uint32_t>(Red(colour))) >> 10;
+            306u * static_cast<uint32_t>(Red(colour))) >>
+           10;
 }
 
 // A draw turned into a fraction from 0 to 1.
@@ -75,46 +76,43 @@ Made Filter(const Image& source, const int32_t* kernel, int32_t size, int32_t di
     return result;
 }
 
-Made Emboss(const Image& source) {
-    return FixedFilter(source, {0, 0, -1, 0, 0, 0, 1, 0, 0}, 3, 0, 127);
-}
+Made Emboss(const Image& source) { return FixedFilter(source, {0, 0, -1, 0, 0, 0, 1, 0, 0}, 3, 0, 127); }
 
-Made Blur(const Image& source) {
-    return FixedFilter(source, {1, 1, 1, 1, 1, 1, 1, 1, 1}, 3, 9, 0);
-}
+Made Blur(const Image& source) { return FixedFilter(source, {1, 1, 1, 1, 1, 1, 1, 1, 1}, 3, 9, 0); }
 
-Made Soften(const Image& source) {
-    return FixedFilter(source, {1, 1, 1, 1, 8, 1, 1, 1, 1}, 3, 16, 0);
-}
+Made Soften(const Image& source) { return FixedFilter(source, {1, 1, 1, 1, 8, 1, 1, 1, 1}, 3, 16, 0); }
 
-Made Sharpen(const Image& source) {
-    return FixedFilter(source, {-1, -1, -1, -1, 15, -1, -1, -1, -1}, 3, 7, 0);
-}
+Made Sharpen(const Image& source) { return FixedFilter(source, {-1, -1, -1, -1, 15, -1, -1, -1, -1}, 3, 7, 0); }
 
 Made GaussianBlur(const Image& source, int32_t level) {
     switch (level) {
         case 0:
-            return FixedFilter(source, {1, 2, 1,  //
-                                        2, 4, 2,  //
-                                        1, 2, 1}, 3, 16, 0);
+            return FixedFilter(source,
+                               {1, 2, 1,  //
+                                2, 4, 2,  //
+                                1, 2, 1},
+                               3, 16, 0);
         case 1:
             return FixedFilter(source, {0, 1, 2, 1, 0,  //
                                         1, 3, 4, 3, 1,  //
                                         2, 4, 8, 4, 2,  //
                                         1, 3, 4, 3, 1,  //
-                                        0, 1, 2, 1, 0}, 5, 52, 0);
+                                        0, 1, 2, 1, 0},
+                               5, 52, 0);
         case 2:
-            return FixedFilter(source, {1, 4, 7, 4, 1,      //
-                                        4, 16, 26, 16, 4,   //
-                                        2, 26, 41, 26, 7,   //
-                                        4, 16, 26, 16, 4,   //
-                                        1, 4, 7, 4, 1}, 5, 273, 0);
+            return FixedFilter(source, {1, 4,  7,  4,  1,  //
+                                        4, 16, 26, 16, 4,  //
+                                        2, 26, 41, 26, 7,  //
+                                        4, 16, 26, 16, 4,  //
+                                        1, 4,  7,  4,  1},
+                               5, 273, 0);
         case 3:
-            return FixedFilter(source, {2, 4, 5, 4, 2,     //
-                                        4, 9, 12, 9, 4,    //
+            return FixedFilter(source, {2, 4,  5,  4,  2,  //
+                                        4, 9,  12, 9,  4,  //
                                         5, 12, 15, 12, 5,  //
-                                        4, 9, 12, 9, 4,    //
-                                        2, 4, 5, 4, 2}, 5, 159, 0);
+                                        4, 9,  12, 9,  4,  //
+                                        2, 4,  5,  4,  2},
+                               5, 159, 0);
     }
     return {kFail, {}};
 }

@@ -256,7 +256,8 @@ TEST_F(GeoSampling, TruncatingRunsTakeThePixelAtTheTruncatedPosition) {
 // Rows of a grid: any columns, or whole ones, which take another way.
 TEST_F(GeoSampling, GridsMatchTheReference) {
     test::RandomCases(400, [&](test::Random& random) {
-        const ref::Image image = test::RandomImage(random, {.largestWidth = 60, .largestHeight = 40, .zeroSizes = false});
+        const ref::Image image =
+            test::RandomImage(random, {.largestWidth = 60, .largestHeight = 40, .zeroSizes = false});
         SCOPED_TRACE(test::Describe(image));
         const auto host = TestImage::New(image, static_cast<size_t>(random.Int(0, 9)));
         const int method = random.Int(-1, 16);

@@ -9,9 +9,10 @@ namespace {
 
 TEST(Kernels, EveryFamilyHasATestSource) {
     const std::vector<std::string>& checked = test::CheckedFamilies();
-#define VEL_EXPECT_CHECKED(Family)                                                                                     \
-    EXPECT_NE(std::find(checked.begin(), checked.end(), #Family), checked.end()) << "tests/unit/Kernels" #Family ".cp" \
-                                                                                                                 "p";
+#define VEL_EXPECT_CHECKED(Family)                                                                               \
+    EXPECT_NE(std::find(checked.begin(), checked.end(), #Family), checked.end()) << "tests/unit/Kernels" #Family \
+                                                                                    ".cp"                        \
+                                                                                    "p";
     VEL_KERNEL_FAMILIES(VEL_EXPECT_CHECKED)
 #undef VEL_EXPECT_CHECKED
 }

@@ -125,11 +125,9 @@ VEL_CHECK(Sampling, TapSeries) {
 template <class Kernel>
 void CheckGuardedSums(Kernel kernel, test::KernelRun& run, int taps) {
     uint32_t* doubts = run.InOut<uint32_t>(run.count);
-    CheckAccumulation(
-        [&](uint32_t* colours, const vel::SampledPixels* pixels, const vel::TapRun* tapRun, size_t count) {
-            kernel(colours, doubts, pixels, tapRun, count);
-        },
-        run, taps);
+    CheckAccumulation([&](uint32_t* colours, const vel::SampledPixels* pixels, const vel::TapRun* tapRun,
+                          size_t count) { kernel(colours, doubts, pixels, tapRun, count); },
+                      run, taps);
 }
 
 VEL_CHECK(Sampling, Accumulate4) { CheckAccumulation(kernel, run, 4); }
@@ -151,17 +149,16 @@ void CheckRowSums(Kernel kernel, test::KernelRun& run) {
 VEL_CHECK(Sampling, SumRows) {
     uint8_t* dst = run.Out(run.count);
     CheckRowSums([&](const uint8_t* const* rows, const float* weights,
-                     int taps) { kernel(dst, rows, weights, taps, run.count); }, run);
+                     int taps) { kernel(dst, rows, weights, taps, run.count); },
+                 run);
 }
 
 VEL_CHECK(Sampling, GuardedRows) {
     uint8_t *dst = run.Out(run.count), *doubts = run.Out(run.count);
     const float neglected = run.random.Pick({1e-8f, 1e-6f, 1e-3f});
-    CheckRowSums(
-        [&](const uint8_t* const* rows, const float* weights, int taps) {
-            run.Returned(kernel(dst, doubts, rows, weights, taps, neglected, run.count));
-        },
-        run);
+    CheckRowSums([&](const uint8_t* const* rows, const float* weights,
+                     int taps) { run.Returned(kernel(dst, doubts, rows, weights, taps, neglected, run.count)); },
+                 run);
 }
 
 VEL_CHECK(Sampling, OpaqueRow) {

@@ -26,7 +26,8 @@ Arguments Parsed(const Operation& operation, const std::map<std::string, std::st
         const Parameter* parameter = operation.FindParameter(name);
         std::string error;
         if (!parameter || !velhost::ParseValue(*parameter, text, &arguments[name], &error)) {
-            throw Failure(kOperation, "gallery: " + operation.name + ": " + (parameter ? error : "no parameter " + name));
+            throw Failure(kOperation,
+                          "gallery: " + operation.name + ": " + (parameter ? error : "no parameter " + name));
         }
     }
     return arguments;
@@ -45,9 +46,7 @@ SmartPtr<Image> OvalMask(const Image& model) {
     return mask;
 }
 
-std::string DepthLabel(const std::string& depth) {
-    return depth == "integer" ? "32-bit integer" : depth + " bits";
-}
+std::string DepthLabel(const std::string& depth) { return depth == "integer" ? "32-bit integer" : depth + " bits"; }
 
 }  // namespace
 
@@ -65,7 +64,8 @@ GalleryMaker::GalleryMaker(velhost::Module& module, std::filesystem::path folder
         const uint32_t bytes = from->BitsPerPixel() / 8;
         for (uint32_t y = 0; y < from->Height(); ++y) {
             for (uint32_t x = 0; x < from->Width(); ++x) {
-                for (uint32_t c = 0; c < 3; ++c) colour->Row(y)[size_t{x} * 3 + c] = from->Row(y)[size_t{x} * bytes + c];
+                for (uint32_t c = 0; c < 3; ++c)
+                    colour->Row(y)[size_t{x} * 3 + c] = from->Row(y)[size_t{x} * bytes + c];
             }
         }
         return Reduced(colour, kLongestSide);

@@ -151,8 +151,8 @@ ImagePointer FlattenedOnGrey(const ImagePointer& picture, uint32_t longest) {
 }
 
 ImagePointer Beside(const ImagePointer& left, const ImagePointer& right, uint32_t gap) {
-    ImagePointer made = Image::Make(Shape{left->Width() + gap + right->Width(),
-                                          std::max(left->Height(), right->Height()), 24, FORMAT_BGR});
+    ImagePointer made = Image::Make(
+        Shape{left->Width() + gap + right->Width(), std::max(left->Height(), right->Height()), 24, FORMAT_BGR});
     if (!made.Get()) throw Failure(kOperation, "gallery: no memory for a picture");
     made->FillColor(0x00FFFFFF);
     for (const auto& [part, at] : {std::pair{left, 0u}, std::pair{right, left->Width() + gap}}) {

@@ -28,7 +28,8 @@ SmartPtr<velhost::Image> Viewable(const SmartPtr<velhost::Image>& picture);
 SmartPtr<velhost::Image> FlattenedOnGrey(const SmartPtr<velhost::Image>& picture, uint32_t longest);
 
 // Two 24-bit pictures side by side on white, `gap` pixels apart.
-SmartPtr<velhost::Image> Beside(const SmartPtr<velhost::Image>& left, const SmartPtr<velhost::Image>& right, uint32_t gap);
+SmartPtr<velhost::Image> Beside(const SmartPtr<velhost::Image>& left, const SmartPtr<velhost::Image>& right,
+                                uint32_t gap);
 
 // FNV-1a, 64 bits, of size, depth, format code and pixels, in hexadecimal.
 std::string PictureHash(const velhost::Image& picture);

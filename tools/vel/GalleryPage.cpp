@@ -29,7 +29,8 @@ std::string Picture(const Shot& shot, const std::string& kind) {
 }
 
 std::string Figure(const Shot& shot, const std::string& kind) {
-    const std::string body = shot.file.empty() ? "<p class=\"none\">" + Escaped(shot.note) + "</p>" : Picture(shot, kind);
+    const std::string body =
+        shot.file.empty() ? "<p class=\"none\">" + Escaped(shot.note) + "</p>" : Picture(shot, kind);
     return "<figure>" + body + "<figcaption>" + Escaped(shot.caption) + "</figcaption></figure>\n";
 }
 
@@ -76,8 +77,9 @@ std::string Section(const Sheet& sheet) {
 }
 
 std::string Navigation(const std::vector<Sheet>& sheets) {
-    std::string text = "<nav aria-label=\"Operations\">\n<input id=\"find\" type=\"search\" placeholder=\"find an operation\" "
-                       "aria-label=\"Find an operation\">\n";
+    std::string text =
+        "<nav aria-label=\"Operations\">\n<input id=\"find\" type=\"search\" placeholder=\"find an operation\" "
+        "aria-label=\"Find an operation\">\n";
     std::string component;
     for (const Sheet& sheet : sheets) {
         if (sheet.operation->component != component) {
@@ -94,19 +96,22 @@ std::string Navigation(const std::vector<Sheet>& sheets) {
 }  // namespace
 
 std::string GalleryPage(const std::vector<Sheet>& sheets, const std::vector<Shot>& methods) {
-    std::string page = "<!doctype html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
-                       "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
-                       "<link rel=\"icon\" href=\"data:,\">\n<title>VELMaths in pictures</title>\n<style>\n";
+    std::string page =
+        "<!doctype html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
+        "<link rel=\"icon\" href=\"data:,\">\n<title>VELMaths in pictures</title>\n<style>\n";
     page += kGalleryStyle;
-    page += "</style>\n</head>\n<body>\n<a class=\"skip\" href=\"#content\">Skip to the pictures</a>\n"
-            "<header><h1>VELMaths in pictures</h1><p>Every operation before and after, along its main parameter, at "
-            "each depth. Drag the slider, or focus it and use the arrow keys.</p></header>\n";
+    page +=
+        "</style>\n</head>\n<body>\n<a class=\"skip\" href=\"#content\">Skip to the pictures</a>\n"
+        "<header><h1>VELMaths in pictures</h1><p>Every operation before and after, along its main parameter, at "
+        "each depth. Drag the slider, or focus it and use the arrow keys.</p></header>\n";
     page += Navigation(sheets);
     page += "<main id=\"content\">\n";
     for (const Sheet& sheet : sheets) page += Section(sheet);
-    page += "<section id=\"methods\" aria-labelledby=\"h-methods\">\n<h2 id=\"h-methods\">sampling methods</h2>\n"
-            "<p class=\"summary\">The sixteen methods on the same detail, turned by 12 degrees and enlarged. Some of "
-            "their kernels do not sum to 1 on purpose: they brighten or darken.</p>\n";
+    page +=
+        "<section id=\"methods\" aria-labelledby=\"h-methods\">\n<h2 id=\"h-methods\">sampling methods</h2>\n"
+        "<p class=\"summary\">The sixteen methods on the same detail, turned by 12 degrees and enlarged. Some of "
+        "their kernels do not sum to 1 on purpose: they brighten or darken.</p>\n";
     page += Row("Detail", methods, "pixels");
     page += "</section>\n</main>\n<script>\n";
     page += kGalleryScript;

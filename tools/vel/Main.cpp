@@ -30,7 +30,8 @@ const std::vector<Command>& Commands() {
           json}},
         {"help", "[OP | COMMAND | exit-codes]", "explain an operation, a command or the exit codes", HelpCommand},
         {"completion", "bash | zsh | fish", "print a completion script for a shell", CompletionCommand},
-        {"manual", "[PHOTO...] -o DIR", "write the manual's pages of operations, with pictures of a photo", ManualCommand},
+        {"manual", "[PHOTO...] -o DIR", "write the manual's pages of operations, with pictures of a photo",
+         ManualCommand},
         {"man", "[OP] | --all FOLDER", "print a manual page, or write all of them", ManCommand},
         {"version", "[--json]", "version of the tool, its formats and the module in use", VersionCommand, {json}},
     };

@@ -33,7 +33,8 @@ std::string ParameterTable(const Operation& operation) {
     for (const Parameter& parameter : operation.parameters) {
         text += "| `--" + parameter.name + Placeholder(parameter) + "` | " + Cell(ParameterText(parameter)) + " |\n";
         for (const velhost::Choice& choice : parameter.choices) {
-            text += "| &emsp;`" + choice.name + "` (" + std::to_string(choice.number) + ") | " + Cell(choice.doc) + " |\n";
+            text +=
+                "| &emsp;`" + choice.name + "` (" + std::to_string(choice.number) + ") | " + Cell(choice.doc) + " |\n";
         }
     }
     return text;
@@ -98,7 +99,8 @@ void WritePictures(const std::filesystem::path& folder, const std::vector<std::s
         options.overwrite = true;
         options.sync = false;
         options.quality = 80;
-        SavePicture(*SideBySide(sheet, scratch).Get(), (folder / "pictures" / (operation.name + ".jpg")).string(), options);
+        SavePicture(*SideBySide(sheet, scratch).Get(), (folder / "pictures" / (operation.name + ".jpg")).string(),
+                    options);
     }
     std::filesystem::remove_all(scratch);
 }

@@ -15,15 +15,19 @@ uint64_t RoundedUp(uint64_t bytes) { return (bytes + 63) / 64 * 64; }
 struct Layout {
     uint64_t weights, picks, rows, doubts, bytes;
     Layout(uint64_t count, uint64_t taps, uint64_t pixelBytes)
-        : weights(RoundedUp(count * sizeof(int64_t))), picks(weights + RoundedUp(count * taps * sizeof(float))),
-          rows(picks + RoundedUp(count * sizeof(uint32_t))), doubts(rows + RoundedUp(count * taps * pixelBytes)),
+        : weights(RoundedUp(count * sizeof(int64_t))),
+          picks(weights + RoundedUp(count * taps * sizeof(float))),
+          rows(picks + RoundedUp(count * sizeof(uint32_t))),
+          doubts(rows + RoundedUp(count * taps * pixelBytes)),
           bytes(doubts + RoundedUp(count * pixelBytes)) {}
 };
 
 }  // namespace
 
 GridSampler::GridSampler(const ImageView& source, int method, const float* columns, size_t count)
-    : m_sampler(source, method), m_columns(columns), m_count(count),
+    : m_sampler(source, method),
+      m_columns(columns),
+      m_count(count),
       m_scratch(Layout(count, static_cast<uint64_t>(m_sampler.m_taps), source.PixelBytes()).bytes) {
     const Layout layout(count, static_cast<uint64_t>(m_sampler.m_taps), source.PixelBytes());
     uint8_t* memory = m_scratch.Data();
@@ -38,8 +42,8 @@ GridSampler::GridSampler(const ImageView& source, int method, const float* colum
     if (m_sampler.m_taps > 1) {
         m_sampler.Weigh(columns + m_span.first, m_weights + m_span.first, count, DirectCount());
         const SampledPixels row{source.bits, 0, nullptr, nullptr, static_cast<int>(source.PixelBytes())};
-        m_sampler.m_kernels.TapOffsets(m_offsets + m_span.first, &row, columns + m_span.first,
-                                       columns + m_span.first, m_sampler.m_taps / 2 - 1, DirectCount());
+        m_sampler.m_kernels.TapOffsets(m_offsets + m_span.first, &row, columns + m_span.first, columns + m_span.first,
+                                       m_sampler.m_taps / 2 - 1, DirectCount());
     }
     FindPickedColumns();
 }

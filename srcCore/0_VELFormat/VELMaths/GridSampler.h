@@ -5,8 +5,8 @@
 
 namespace vel {
 
-// Weights of columns are computed once. Where every position lies on a pixel column and the taps beside it weigh nothing,
-// or so little that it cannot matter, rows are picked together first and summed downwards as bytes.
+// Weights of columns are computed once. Where every position lies on a pixel column and the taps beside it weigh
+// nothing, or so little that it cannot matter, rows are picked together first and summed downwards as bytes.
 class GridSampler {
 public:
     // `columns` are monotone and outlive the sampler. Not usable when Ready() is false: no memory.
@@ -30,16 +30,16 @@ private:
     Sampler m_sampler;
     const float* m_columns;
     size_t m_count;
-    Span m_span;             // columns whose taps lie in the image
-    bool m_picked = false;   // a position's result comes from one pixel column
-    float m_neglected = 0;   // the largest sum of the weights of a position's other columns
-    int64_t m_kept[12];      // source rows that are held picked together; row r in place r modulo the taps
+    Span m_span;            // columns whose taps lie in the image
+    bool m_picked = false;  // a position's result comes from one pixel column
+    float m_neglected = 0;  // the largest sum of the weights of a position's other columns
+    int64_t m_kept[12];     // source rows that are held picked together; row r in place r modulo the taps
     ScratchBuffer m_scratch;
-    int64_t* m_offsets;      // of each position's first tap within its row
+    int64_t* m_offsets;  // of each position's first tap within its row
     float* m_weights;
-    uint32_t* m_picks;       // offsets of the pixel columns
-    uint8_t* m_rows;         // the held rows
-    uint8_t* m_doubts;       // a row's doubtful bytes
+    uint32_t* m_picks;  // offsets of the pixel columns
+    uint8_t* m_rows;    // the held rows
+    uint8_t* m_doubts;  // a row's doubtful bytes
 };
 
 }  // namespace vel

@@ -7,8 +7,8 @@
 // The colour at (x, y) by interpolation method 0 to 15 (SamplingWeights.h). Positions beyond the method's range give
 // the outside colour of GetPixelColor. Positions whose taps all lie inside a 24- or 32-bit image are sampled from
 // memory; the others pixel by pixel, and the two differ in the alpha they give.
-uint32_t GetPixelColorInterpolated(unsigned char* bits, float x, float y, int width, int height, int stride,
-                                   int method, int bitsPerPixel);
+uint32_t GetPixelColorInterpolated(unsigned char* bits, float x, float y, int width, int height, int stride, int method,
+                                   int bitsPerPixel);
 
 // A bilinear blender whose coordinates are integral: inside the image it returns that pixel, with alpha 255 where a
 // right and a lower neighbour exist and the depth is 24 or more.

@@ -51,8 +51,12 @@ SampledPixels PixelsOf(const ImageView& source) {
 
 // Grey images are sampled directly too: their colours have no alpha on either path.
 Sampler::Sampler(const ImageView& source, int method)
-    : m_kernels(Kernels().Sampling()), m_source(source), m_pixels(PixelsOf(source)), m_method(InterpolationOf(method)),
-      m_taps(TapsOf(m_method)), m_add(m_method == Interpolation::NearestNeighbour ? 0.5f : 0.0f),
+    : m_kernels(Kernels().Sampling()),
+      m_source(source),
+      m_pixels(PixelsOf(source)),
+      m_method(InterpolationOf(method)),
+      m_taps(TapsOf(m_method)),
+      m_add(m_method == Interpolation::NearestNeighbour ? 0.5f : 0.0f),
       m_outside(source.Colour(-999, -999)),
       m_direct(!source.Empty() && (source.bitsPerPixel == 8 || source.Coloured())) {}
 
@@ -211,9 +215,8 @@ void Sampler::CopyTile(int64_t left, int64_t top, uint32_t* tile) const {
 }
 
 void Sampler::Sample(const float* x, const float* y, uint32_t* colours, size_t count) const {
-    const Span span = m_direct ? Intersection(DirectSpan(x, count, m_source.width),
-                                              DirectSpan(y, count, m_source.height))
-                               : Span{};
+    const Span span =
+        m_direct ? Intersection(DirectSpan(x, count, m_source.width), DirectSpan(y, count, m_source.height)) : Span{};
     SampleSlowly(x, y, colours, span.first);
     const size_t direct = span.last - span.first;
     if (direct > 0) SampleDirect(x + span.first, y + span.first, colours + span.first, direct);

@@ -1,5 +1,5 @@
-// Sampling of whole runs of positions, with the colours that GetPixelColorInterpolated gives: the span of a run whose taps
-// all lie in the image is sampled in place (the direct path), the rest from copies of its taps.
+// Sampling of whole runs of positions, with the colours that GetPixelColorInterpolated gives: the span of a run whose
+// taps all lie in the image is sampled in place (the direct path), the rest from copies of its taps.
 #pragma once
 
 #include <algorithm>
@@ -94,9 +94,9 @@ private:
     SampledPixels m_pixels;
     Interpolation m_method;
     int m_taps;
-    float m_add = 0;           // before truncation, for the methods that take one pixel
-    uint32_t m_outside;        // the colour beyond the image
-    bool m_direct;             // there are row kernels for the depth
+    float m_add = 0;     // before truncation, for the methods that take one pixel
+    uint32_t m_outside;  // the colour beyond the image
+    bool m_direct;       // there are row kernels for the depth
 };
 
 // Writes a run of colours into row y from column x on, at any depth that holds colours or greys.

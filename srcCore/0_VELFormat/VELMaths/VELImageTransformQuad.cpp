@@ -49,8 +49,11 @@ struct WalkPoints {
 class RowWarper {
 public:
     RowWarper(const ImageView& source, bool blend)
-        : m_kernels(Kernels().Warp()), m_pixels(PixelsOf(source)), m_blend(blend),
-          m_lastX(source.Empty() ? 0 : int64_t{source.width} - 2), m_lastY(int64_t{source.height} - 2) {}
+        : m_kernels(Kernels().Warp()),
+          m_pixels(PixelsOf(source)),
+          m_blend(blend),
+          m_lastX(source.Empty() ? 0 : int64_t{source.width} - 2),
+          m_lastY(int64_t{source.height} - 2) {}
 
     void Warp(uint8_t* out, const CBresenhamLineFPB& scan, size_t count) {
         const WalkPoints x{scan.m_x, scan.m_xStep}, y{scan.m_y, scan.m_yStep};

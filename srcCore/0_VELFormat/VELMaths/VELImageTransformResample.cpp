@@ -75,8 +75,8 @@ bool Replicate(const ImageView& from, const ImageView& to, float xScale, float y
 }
 
 // Takes the source pixel at (i + dx, (i - pivot) * yFactor + j), both truncated. False when there was no memory.
-bool SkewInto(const ImageView& from, const ImageView& to, float xFactor, float yFactor, int64_t pivotX,
-              int64_t pivotY, bool opaque) {
+bool SkewInto(const ImageView& from, const ImageView& to, float xFactor, float yFactor, int64_t pivotX, int64_t pivotY,
+              bool opaque) {
     const SamplingKernels& kernels = Kernels().Sampling();
     const ScratchBuffer memory(uint64_t{to.width} * 2 * sizeof(float));
     const auto columns = memory.As<float>();
@@ -107,8 +107,8 @@ bool SkewInto(const ImageView& from, const ImageView& to, float xFactor, float y
 
 }  // namespace
 
-HRESULT CVELImageTransform::Skew(IVEL* source, IVEL** destination, float xFactor, float yFactor, int xPivot,
-                                 int yPivot, int /*reserved*/, int force32) {
+HRESULT CVELImageTransform::Skew(IVEL* source, IVEL** destination, float xFactor, float yFactor, int xPivot, int yPivot,
+                                 int /*reserved*/, int force32) {
     if (!source) return E_FAIL;
     if (!destination) return E_POINTER;
     const ImageView from = ViewOf(source);

@@ -52,15 +52,18 @@ TurnedGrid GridOver(uint32_t width, uint32_t height, const Turn* turn) {
 constexpr size_t kStripWidth = Sampler::kRun;
 constexpr float kRowsAhead = 16;
 
-// Source positions of the destination's pixels. Grid coordinates advance by adding 1, from the first column in every row
-// and from the first row, so their rounding is that of the repeated sum.
+// Source positions of the destination's pixels. Grid coordinates advance by adding 1, from the first column in every
+// row and from the first row, so their rounding is that of the repeated sum.
 class Positions {
 public:
     static constexpr size_t kRun = Sampler::kRun;
 
     Positions(const TurnedGrid& grid, const Turn& turn, float addX, float addY)
-        : m_terms{turn.cosine, turn.sine, addX, addY}, m_firstRow(grid.offsetY), m_row(grid.offsetY),
-          m_memory(static_cast<uint64_t>(grid.width) * sizeof(float)), m_columns(m_memory.As<float>()) {
+        : m_terms{turn.cosine, turn.sine, addX, addY},
+          m_firstRow(grid.offsetY),
+          m_row(grid.offsetY),
+          m_memory(static_cast<uint64_t>(grid.width) * sizeof(float)),
+          m_columns(m_memory.As<float>()) {
         float column = grid.offsetX;
         for (int32_t i = 0; m_columns && i < grid.width; ++i, column += 1.0f) m_columns[i] = column;
     }
@@ -77,8 +80,10 @@ public:
     template <class Below, class AboveX, class AboveY>
     Span Where(const Span& strip, Below below, AboveX aboveX, AboveY aboveY) {
         const size_t from = strip.first, count = strip.last - from;
-        m_spanX = SpanBetween(count, [&](size_t i) { return X(from + i); }, below, aboveX, m_spanX);
-        m_spanY = SpanBetween(count, [&](size_t i) { return Y(from + i); }, below, aboveY, m_spanY);
+        m_spanX = SpanBetween(
+            count, [&](size_t i) { return X(from + i); }, below, aboveX, m_spanX);
+        m_spanY = SpanBetween(
+            count, [&](size_t i) { return Y(from + i); }, below, aboveY, m_spanY);
         const Span span = Intersection(m_spanX, m_spanY);
         return {from + span.first, from + span.last};
     }
@@ -108,7 +113,9 @@ private:
 class PixelWriter {
 public:
     PixelWriter(const ImageView& dest, bool fourBytes)
-        : m_block(dest), m_depthBytes(static_cast<int>(dest.PixelBytes())), m_skippedBytes(fourBytes ? 4 : 3),
+        : m_block(dest),
+          m_depthBytes(static_cast<int>(dest.PixelBytes())),
+          m_skippedBytes(fourBytes ? 4 : 3),
           m_writtenBytes(dest.bitsPerPixel > 15 ? m_skippedBytes : 1) {}
 
     // Whether every pixel has its own place, so that the order of writing does not matter.

@@ -6,6 +6,6 @@ namespace vel {
 namespace {
 #include "Bytes.inl"
 #include "Convolution.inl"
-}
+}  // namespace
 VEL_KERNEL_TABLE(Convolution, VEL_CONVOLUTION_KERNELS)
 }  // namespace vel

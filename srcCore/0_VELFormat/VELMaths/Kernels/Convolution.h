@@ -8,7 +8,7 @@ namespace vel {
 
 // What becomes of a sum: sum / divisor, truncated towards zero, plus offset, clamped to a byte.
 struct Quotient {
-    uint32_t negate;    // all bits set when the divisor is negative
+    uint32_t negate;  // all bits set when the divisor is negative
     int32_t offset;
     bool divide;        // false when the divisor's magnitude is 1, or when there is none
     bool narrow;        // magnitudes of sums stay below 2^22
@@ -28,14 +28,14 @@ struct TapPlan {
     // [plane][quad][column][row of the image]: the coefficients of the quad's four rows, the first in the low byte.
     const uint32_t* taps;
     int planes, quads;
-    int lastFrom;    // the last quad concerns the rows of the image from this one on
-    bool narrow;     // one plane, and every partial sum fits 16 bits signed
+    int lastFrom;  // the last quad concerns the rows of the image from this one on
+    bool narrow;   // one plane, and every partial sum fits 16 bits signed
     size_t columns;
-    size_t step;     // bytes from one column to the next
+    size_t step;  // bytes from one column to the next
 };
 
-// A 3 x 3 kernel: (1 b 1) down times (1 b 1) across, b being 1 or 2, added or subtracted, plus `centre` times the middle
-// sample. Every sum lies between -2^15 and 2^15 - 1; negative ones become 0, the others sum * multiplier >> 16.
+// A 3 x 3 kernel: (1 b 1) down times (1 b 1) across, b being 1 or 2, added or subtracted, plus `centre` times the
+// middle sample. Every sum lies between -2^15 and 2^15 - 1; negative ones become 0, the others sum * multiplier >> 16.
 struct Bell {
     bool doubled;   // b is 2
     bool negative;  // subtracted
@@ -46,31 +46,33 @@ struct Bell {
 // Bytes behind a prepared quad that ConvolveRows and SumRows may read.
 constexpr size_t kQuadSlack = 256;
 
-#define VEL_CONVOLUTION_KERNELS(X)                                                                          \
+#define VEL_CONVOLUTION_KERNELS(X)                                                                                   \
     /* Brings `count` bytes of each of four rows into a quad, as its bytes from `at` on, in the order that the level \
-       likes. The quad has 4 * quadBytes bytes. */                                                          \
-    X(void, PrepareQuad, (uint8_t * quad, const uint8_t* const* rows, size_t at, size_t count, size_t quadBytes)) \
-    /* Quotients of weighted sums, or the sums themselves, for four rows: byte i of row r has the sum over the \
-       plan's quads and columns of coefficient * quads[quad][i + column * step]. \
-       */                                                                        \
-    X(void, ConvolveRows, (uint8_t* const* dst, const uint8_t* const* quads, size_t quadBytes, const TapPlan& plan, \
-                           const Quotient& quotient, size_t count))                                         \
-    X(void, SumRows, (uint32_t* const* sums, const uint8_t* const* quads, size_t quadBytes, const TapPlan& plan, \
-                      size_t count))                                                                        \
-    /* n rows of a Bell from n + 2, each readable one sample of `step` bytes before and after. */           \
-    X(void, BellRows, (uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step, \
-                       size_t count))                                                                       \
-    /* dst[i] = plus[i] - minus[i] + offset, clamped */                                                     \
+       likes. The quad has 4 * quadBytes bytes. */                                                                   \
+    X(void, PrepareQuad, (uint8_t * quad, const uint8_t* const* rows, size_t at, size_t count, size_t quadBytes))    \
+    /* Quotients of weighted sums, or the sums themselves, for four rows: byte i of row r has the sum over the       \
+       plan's quads and columns of coefficient * quads[quad][i + column * step].                                     \
+       */                                                                                                            \
+    X(void, ConvolveRows,                                                                                            \
+      (uint8_t* const* dst, const uint8_t* const* quads, size_t quadBytes, const TapPlan& plan,                      \
+       const Quotient& quotient, size_t count))                                                                      \
+    X(void, SumRows,                                                                                                 \
+      (uint32_t* const* sums, const uint8_t* const* quads, size_t quadBytes, const TapPlan& plan, size_t count))     \
+    /* n rows of a Bell from n + 2, each readable one sample of `step` bytes before and after. */                    \
+    X(void, BellRows,                                                                                                \
+      (uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step, size_t count))         \
+    /* dst[i] = plus[i] - minus[i] + offset, clamped */                                                              \
     X(void, DifferenceRow, (uint8_t * dst, const uint8_t* plus, const uint8_t* minus, size_t count, uint8_t offset)) \
-    /* dst[i] = the quotient of sums[i] */                                                                  \
-    X(void, QuotientRow, (uint8_t * dst, const uint32_t* sums, size_t count, const Quotient& quotient))     \
-    /* dst[i] = the sum of factors[j] * src[i + j * step], j below n; dst may be src when n is 1 */         \
-    X(void, WeighSums, (uint32_t * dst, const uint32_t* src, const uint32_t* factors, size_t n, size_t step, size_t count)) \
-    /* sums[i] += added[i] - dropped[i] */                                                                  \
-    X(void, SlideColumns, (uint32_t * sums, const uint8_t* added, const uint8_t* dropped, size_t count))    \
-    /* dst[i] = the sum of src[i + j * step], j below n; count is a multiple of step (1, 3 or 4) */         \
-    X(void, SlideRow, (uint32_t * dst, const uint32_t* src, size_t n, size_t step, size_t count))           \
-    /* 32-bit integers: dst[i] = the quotient of factor * src[i] */                                         \
+    /* dst[i] = the quotient of sums[i] */                                                                           \
+    X(void, QuotientRow, (uint8_t * dst, const uint32_t* sums, size_t count, const Quotient& quotient))              \
+    /* dst[i] = the sum of factors[j] * src[i + j * step], j below n; dst may be src when n is 1 */                  \
+    X(void, WeighSums,                                                                                               \
+      (uint32_t * dst, const uint32_t* src, const uint32_t* factors, size_t n, size_t step, size_t count))           \
+    /* sums[i] += added[i] - dropped[i] */                                                                           \
+    X(void, SlideColumns, (uint32_t * sums, const uint8_t* added, const uint8_t* dropped, size_t count))             \
+    /* dst[i] = the sum of src[i + j * step], j below n; count is a multiple of step (1, 3 or 4) */                  \
+    X(void, SlideRow, (uint32_t * dst, const uint32_t* src, size_t n, size_t step, size_t count))                    \
+    /* 32-bit integers: dst[i] = the quotient of factor * src[i] */                                                  \
     X(void, WeighRow, (uint8_t * dst, const uint8_t* src, size_t count, uint32_t factor, const Quotient& quotient))
 
 VEL_KERNEL_FAMILY(Convolution, VEL_CONVOLUTION_KERNELS)

@@ -14,8 +14,11 @@ static inline bool Sure(double value) {
 // Sine and cosine of 0 to 4: series at an eighth of the angle, doubled three times. Error below 1e-13.
 static inline void SineCosine(double angle, double* sine, double* cosine) {
     const double x = angle * 0.125, z = x * x;
-    double s = x * (1 + z * (-1.0 / 6 + z * (1.0 / 120 + z * (-1.0 / 5040 + z * (1.0 / 362880 + z * (-1.0 / 39916800))))));
-    double c = 1 + z * (-1.0 / 2 + z * (1.0 / 24 + z * (-1.0 / 720 + z * (1.0 / 40320 + z * (-1.0 / 3628800 + z * (1.0 / 479001600))))));
+    double s =
+        x * (1 + z * (-1.0 / 6 + z * (1.0 / 120 + z * (-1.0 / 5040 + z * (1.0 / 362880 + z * (-1.0 / 39916800))))));
+    double c =
+        1 + z * (-1.0 / 2 +
+                 z * (1.0 / 24 + z * (-1.0 / 720 + z * (1.0 / 40320 + z * (-1.0 / 3628800 + z * (1.0 / 479001600))))));
     for (int i = 0; i < 3; ++i) {
         const double doubled = 2 * s * c;
         c = c * c - s * s;
@@ -31,7 +34,8 @@ static inline double ArcTangent(double t) {
     t = t / (1 + __builtin_sqrt(1 + t * t));
     const double z = t * t;
     const double series =
-        1 + z * (-1.0 / 3 + z * (1.0 / 5 + z * (-1.0 / 7 + z * (1.0 / 9 + z * (-1.0 / 11 + z * (1.0 / 13 + z * (-1.0 / 15)))))));
+        1 + z * (-1.0 / 3 +
+                 z * (1.0 / 5 + z * (-1.0 / 7 + z * (1.0 / 9 + z * (-1.0 / 11 + z * (1.0 / 13 + z * (-1.0 / 15)))))));
     return 4 * t * series;
 }
 

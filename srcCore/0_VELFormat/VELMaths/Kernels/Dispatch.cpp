@@ -43,9 +43,10 @@ constexpr uint32_t Bit(int n) { return 1u << n; }
     if (!(one.ecx & Bit(27))) return kBaseline;  // no XGETBV
     const uint64_t saved = SavedState();
     // FMA, SSSE3, CX16, SSE4.1, SSE4.2, MOVBE, POPCNT, AVX, F16C; BMI1, AVX2, BMI2; LZCNT: x86-64-v3.
-    const bool v3 = All(saved, 0x6) &&
-                    All(one.ecx, Bit(12) | Bit(9) | Bit(13) | Bit(19) | Bit(20) | Bit(22) | Bit(23) | Bit(28) | Bit(29)) &&
-                    All(seven.ebx, Bit(3) | Bit(5) | Bit(8)) && All(extended.ecx, Bit(5));
+    const bool v3 =
+        All(saved, 0x6) &&
+        All(one.ecx, Bit(12) | Bit(9) | Bit(13) | Bit(19) | Bit(20) | Bit(22) | Bit(23) | Bit(28) | Bit(29)) &&
+        All(seven.ebx, Bit(3) | Bit(5) | Bit(8)) && All(extended.ecx, Bit(5));
     if (!v3) return kBaseline;
     // AVX512 F, DQ, CD, BW, VL: x86-64-v4; and VBMI, VBMI2, VNNI.
     const bool v4 = All(saved, 0xE6) && All(seven.ebx, Bit(16) | Bit(17) | Bit(28) | Bit(30) | Bit(31)) &&

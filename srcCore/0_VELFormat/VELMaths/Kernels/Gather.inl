@@ -6,8 +6,8 @@ static inline bool GathersReach(const SampledPixels& source) {
     return source.end - source.begin >= 4 && source.end - source.begin < 0x7FFFFFFF;
 }
 
-// Reads 4 bytes at each offset from `bits`; where that would pass the last readable word, the word is fetched from there
-// and shifted down.
+// Reads 4 bytes at each offset from `bits`; where that would pass the last readable word, the word is fetched from
+// there and shifted down.
 static inline __m512i GatherWords(const uint8_t* bits, __m512i offsets, __m512i last) {
     const __m512i at = _mm512_min_epi32(offsets, last);
     const __m512i shift = _mm512_slli_epi32(_mm512_sub_epi32(offsets, at), 3);

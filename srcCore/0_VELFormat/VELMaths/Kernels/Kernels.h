@@ -17,8 +17,8 @@ namespace vel {
 
 // Every family of kernels, once: generates the set below, its choice and the kernel checks.
 #define VEL_KERNEL_FAMILIES(X) \
-    X(Arithmetic) X(Colour) X(Convolution) X(Deform) X(Morphology) X(Move) X(Point) X(Rank) X(Samples) \
-    X(Sampling) X(Warp)
+    X(Arithmetic)              \
+    X(Colour) X(Convolution) X(Deform) X(Morphology) X(Move) X(Point) X(Rank) X(Samples) X(Sampling) X(Warp)
 
 struct KernelSet {
     const char* level;

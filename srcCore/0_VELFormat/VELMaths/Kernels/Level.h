@@ -28,10 +28,10 @@
 #define VEL_KERNEL_ENTRY(result, name, arguments) &name,
 
 // One table of function pointers per family and level.
-#define VEL_KERNEL_FAMILY(Family, LIST)                                                         \
-    struct Family##Kernels {                                                                    \
-        LIST(VEL_KERNEL_MEMBER)                                                                 \
-    };                                                                                          \
+#define VEL_KERNEL_FAMILY(Family, LIST)                                                                 \
+    struct Family##Kernels {                                                                            \
+        LIST(VEL_KERNEL_MEMBER)                                                                         \
+    };                                                                                                  \
     extern const Family##Kernels Family##Kernels_plain, Family##Kernels_baseline, Family##Kernels_avx2, \
         Family##Kernels_avx512;
 #define VEL_KERNEL_TABLE(Family, LIST) \

@@ -4,6 +4,6 @@ namespace vel {
 namespace {
 #include "Bytes.inl"
 #include "Morphology.inl"
-}
+}  // namespace
 VEL_KERNEL_TABLE(Morphology, VEL_MORPHOLOGY_KERNELS)
 }  // namespace vel

@@ -4,6 +4,6 @@ namespace vel {
 namespace {
 #include "Bytes.inl"
 #include "Move.inl"
-}
+}  // namespace
 VEL_KERNEL_TABLE(Move, VEL_MOVE_KERNELS)
 }  // namespace vel

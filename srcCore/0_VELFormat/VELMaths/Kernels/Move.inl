@@ -77,7 +77,8 @@ static constexpr BytePlaces kExchangePlaces[3] = {ExchangePlaces(0), ExchangePla
 static size_t ExchangeVectors(uint8_t* row, size_t pixels, int pixelBytes) {
     size_t i = 0;
     if (pixelBytes == 4) {
-        const __m512i places = _mm512_broadcast_i32x4(_mm_set_epi8(15, 12, 13, 14, 11, 8, 9, 10, 7, 4, 5, 6, 3, 0, 1, 2));
+        const __m512i places =
+            _mm512_broadcast_i32x4(_mm_set_epi8(15, 12, 13, 14, 11, 8, 9, 10, 7, 4, 5, 6, 3, 0, 1, 2));
         for (; i + 16 <= pixels; i += 16) {
             const __m512i words = _mm512_loadu_si512(row + 4 * i);
             _mm512_storeu_si512(row + 4 * i, _mm512_shuffle_epi8(words, places));
@@ -237,15 +238,14 @@ static inline void TransposeTiles(uint8_t* dst, ptrdiff_t dstStride, const uint8
             }
         }
     }
-    TransposePixels(to(0, wholeColumns), dstStride, from(0, wholeColumns), srcStride, wholeRows,
-                    columns - wholeColumns, bytes);
+    TransposePixels(to(0, wholeColumns), dstStride, from(0, wholeColumns), srcStride, wholeRows, columns - wholeColumns,
+                    bytes);
     TransposePixels(to(wholeRows, 0), dstStride, from(wholeRows, 0), srcStride, rows - wholeRows, columns, bytes);
 }
 
 static void Transpose(uint8_t* dst, ptrdiff_t dstStride, const uint8_t* src, ptrdiff_t srcStride, size_t rows,
                       size_t columns, int pixelBytes) {
-#define VEL_TRANSPOSE(bytes) \
-    TransposeTiles(dst, dstStride, src, srcStride, rows, columns, static_cast<size_t>(bytes))
+#define VEL_TRANSPOSE(bytes) TransposeTiles(dst, dstStride, src, srcStride, rows, columns, static_cast<size_t>(bytes))
     VEL_WITH_PIXEL_BYTES(pixelBytes, VEL_TRANSPOSE)
 #undef VEL_TRANSPOSE
 }
@@ -270,8 +270,8 @@ static constexpr BytePlaces kOffsetPlaces[5] = {{}, OffsetPlaces(1), OffsetPlace
 static constexpr BytePlaces kWithinPixel[5] = {{}, WithinPixel(1), WithinPixel(2), WithinPixel(3), WithinPixel(4)};
 
 // Blocks of pixels that come from 128 neighbouring bytes are one permute of two registers.
-static size_t PickVectors(uint8_t* dst, const uint8_t* src, const uint8_t* end, const uint32_t* offsets,
-                          size_t pixels, size_t bytes) {
+static size_t PickVectors(uint8_t* dst, const uint8_t* src, const uint8_t* end, const uint32_t* offsets, size_t pixels,
+                          size_t bytes) {
     const size_t block = bytes == 1 ? 32 : bytes == 2 ? 32 : 16;
     const __mmask64 kept = ~0ull >> (64 - block * bytes);
     const __m512i places = kOffsetPlaces[bytes].Load(), within = kWithinPixel[bytes].Load();
@@ -352,8 +352,8 @@ static inline ByteTable ChannelTable(const uint8_t* palette, unsigned channel) {
     return ByteTable(entries);
 }
 
-// Three registers of 64 channel bytes each joined pixel by pixel: which byte of blue (0 to 63) and green (64 to 127), or
-// of red, comes next in the part-th register of the result.
+// Three registers of 64 channel bytes each joined pixel by pixel: which byte of blue (0 to 63) and green (64 to 127),
+// or of red, comes next in the part-th register of the result.
 static constexpr BytePlaces JoinPlaces(int pixelBytes, int part, bool red) {
     BytePlaces places{};
     for (int i = 0; i < 64; ++i) {

@@ -107,12 +107,10 @@ static inline Bytes LumaLanes(const uint8_t* p) {
     const __m256i c = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 2)));
 #endif
     const Bytes first = Splat32(117 | 601 << 16), last = Splat32(306), zero = Splat8(0);
-    const Bytes low = VEL_BYTES_OP(add_epi32)(
-        VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpacklo_epi16)(a, b), first),
-        VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpacklo_epi16)(c, zero), last));
-    const Bytes high = VEL_BYTES_OP(add_epi32)(
-        VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpackhi_epi16)(a, b), first),
-        VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpackhi_epi16)(c, zero), last));
+    const Bytes low = VEL_BYTES_OP(add_epi32)(VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpacklo_epi16)(a, b), first),
+                                              VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpacklo_epi16)(c, zero), last));
+    const Bytes high = VEL_BYTES_OP(add_epi32)(VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpackhi_epi16)(a, b), first),
+                                               VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpackhi_epi16)(c, zero), last));
     return VEL_BYTES_OP(packus_epi32)(VEL_BYTES_OP(srli_epi32)(low, 10), VEL_BYTES_OP(srli_epi32)(high, 10));
 }
 #endif

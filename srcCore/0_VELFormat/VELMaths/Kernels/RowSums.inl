@@ -7,8 +7,8 @@ static inline uint8_t SumOfRows(const uint8_t* const* rows, const float* weights
 }
 
 // What sums of all terms can differ by from the sums of the kept ones. A row's further terms change its sum by at most
-// 255 * neglected * |the row's weight|, and its rounding by no more, as rounding to nearest never moves a sum further than
-// the added term. The products round twice in both, and so do the sums, by 2^-24 of each partial sum.
+// 255 * neglected * |the row's weight|, and its rounding by no more, as rounding to nearest never moves a sum further
+// than the added term. The products round twice in both, and so do the sums, by 2^-24 of each partial sum.
 struct RowTolerance {
     float fixed;
     RowTolerance(const float* weights, int taps, float neglected) : fixed(0) {
@@ -56,7 +56,8 @@ static inline void StoreAsBytes(uint8_t* p, Floats sums) {
 static constexpr size_t kFloats = sizeof(Floats) / sizeof(float);
 
 // Four vectors at once hide the latency of the additions.
-static inline size_t SumVectors(uint8_t* dst, const uint8_t* const* rows, const float* weights, int taps, size_t bytes) {
+static inline size_t SumVectors(uint8_t* dst, const uint8_t* const* rows, const float* weights, int taps,
+                                size_t bytes) {
     size_t at = 0;
     for (; at + 4 * kFloats <= bytes; at += 4 * kFloats) {
         Floats sums[4];

@@ -7,6 +7,6 @@ namespace {
 #include "TapCurves.inl"
 #include "TapSeries.inl"
 #include "Sampling.inl"
-}
+}  // namespace
 VEL_KERNEL_TABLE(Sampling, VEL_SAMPLING_KERNELS)
 }  // namespace vel

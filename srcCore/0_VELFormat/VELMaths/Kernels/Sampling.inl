@@ -63,8 +63,8 @@ static void NearestRow(uint32_t* colours, const SampledPixels* pixels, const flo
         if (source.pixelBytes == 3) {
             colour = _mm512_and_si512(colour, _mm512_set1_epi32(0x00FFFFFF));
         } else if (source.pixelBytes == 1) {
-            const __m512i thrice = _mm512_broadcast_i32x4(
-                _mm_set_epi8(-1, 12, 12, 12, -1, 8, 8, 8, -1, 4, 4, 4, -1, 0, 0, 0));
+            const __m512i thrice =
+                _mm512_broadcast_i32x4(_mm_set_epi8(-1, 12, 12, 12, -1, 8, 8, 8, -1, 4, 4, 4, -1, 0, 0, 0));
             colour = _mm512_shuffle_epi8(colour, thrice);
         }
         _mm512_storeu_si512(colours + k, colour);
@@ -130,7 +130,8 @@ struct SumTolerance {
 
     template <int kTaps>
     float Value() const {
-        const float weights = 255.0f * columns * rows, deviation = 255.0f * kSeriesDeviation * (columns + rows + kSeriesDeviation);
+        const float weights = 255.0f * columns * rows,
+                    deviation = 255.0f * kSeriesDeviation * (columns + rows + kSeriesDeviation);
         const float rounding = static_cast<float>(kTaps) * partial + static_cast<float>(kTaps + 2) * weights;
         // Both sums round; a twentieth covers that the bound itself is computed from rounded values.
         return 1.05f * (2.0f / 16777216.0f * rounding + deviation);

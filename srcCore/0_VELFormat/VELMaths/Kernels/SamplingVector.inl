@@ -24,8 +24,7 @@ static constexpr BytePlaces kPairPlaces4[2] = {PairPlaces(4, 0), PairPlaces(4, 1
 static constexpr BytePlaces ChannelPlaces(int column, int channel) {
     BytePlaces places{};
     for (int position = 0; position < 16; ++position) {
-        places.at[4 * position] =
-            static_cast<uint8_t>(position / 8 * 64 + column * 32 + position % 8 * 4 + channel);
+        places.at[4 * position] = static_cast<uint8_t>(position / 8 * 64 + column * 32 + position % 8 * 4 + channel);
     }
     return places;
 }
@@ -84,8 +83,8 @@ struct GuardedChannels {
         const __m512 weights = _mm512_mul_ps(_mm512_mul_ps(constant(255.0f), columns), rows);
         const __m512 both = _mm512_add_ps(_mm512_add_ps(columns, rows), constant(kSeriesDeviation));
         const __m512 deviation = _mm512_mul_ps(constant(255.0f * kSeriesDeviation), both);
-        const __m512 rounding = _mm512_add_ps(_mm512_mul_ps(constant(kTaps), partial),
-                                              _mm512_mul_ps(constant(kTaps + 2), weights));
+        const __m512 rounding =
+            _mm512_add_ps(_mm512_mul_ps(constant(kTaps), partial), _mm512_mul_ps(constant(kTaps + 2), weights));
         const __m512 tolerance = _mm512_mul_ps(
             constant(1.05f), _mm512_add_ps(_mm512_mul_ps(constant(2.0f / 16777216.0f), rounding), deviation));
         __mmask16 doubtful = 0;
@@ -105,7 +104,8 @@ struct VectorSums : GuardedChannels<kPixelBytes, kTaps, kGuarded> {
         const BytePlaces(&pair)[2] = kPixelBytes == 3 ? kPairPlaces3 : kPairPlaces4;
         const uint8_t* row = source.bits;
         for (int j = 0; j < kTaps; ++j, row += source.stride) {
-            const __m512 rowWeights = _mm512_maskz_loadu_ps(lanes, taps.rows + static_cast<size_t>(j) * taps.rowPitch + k);
+            const __m512 rowWeights =
+                _mm512_maskz_loadu_ps(lanes, taps.rows + static_cast<size_t>(j) * taps.rowPitch + k);
             const float* columnWeights = taps.columns + k;
             for (int group = 0; group < kTaps / 4; ++group) {
                 const uint8_t* at = row + group * 4 * kPixelBytes;
@@ -139,7 +139,8 @@ struct VectorSums<1, kTaps, kGuarded> : GuardedChannels<1, kTaps, kGuarded> {
         const uint8_t* row = source.bits;
         const __m512i byte = _mm512_set1_epi32(0xFF);
         for (int j = 0; j < kTaps; ++j, row += source.stride) {
-            const __m512 rowWeights = _mm512_maskz_loadu_ps(lanes, taps.rows + static_cast<size_t>(j) * taps.rowPitch + k);
+            const __m512 rowWeights =
+                _mm512_maskz_loadu_ps(lanes, taps.rows + static_cast<size_t>(j) * taps.rowPitch + k);
             const float* columnWeights = taps.columns + k;
             for (int group = 0; group < kTaps / 4; ++group) {
                 const __m256i first = _mm512_i64gather_epi32(low, row + group * 4, 1);

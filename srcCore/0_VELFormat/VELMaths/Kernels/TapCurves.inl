@@ -1,8 +1,9 @@
-// The interpolation curves that need no transcendental function: what a tap at the signed distance t weighs. Included by
-// kernels and by the per-pixel path, so that both have the same arithmetic: single precision, powers formed first,
+// The interpolation curves that need no transcendental function: what a tap at the signed distance t weighs. Included
+// by kernels and by the per-pixel path, so that both have the same arithmetic: single precision, powers formed first,
 // products from the left.
 //
-// Each curve gives At(t) for every t, and Tap<k>(t) for tap k of 4 around a position of at least 1: there t is in (-2, -1],
+// Each curve gives At(t) for every t, and Tap<k>(t) for tap k of 4 around a position of at least 1: there t is in (-2,
+// -1],
 // (-1, 0], (0, 1] and (1, 2] for k = 0 to 3, which leaves less to compute and the same result.
 
 // By Horner's rule; coefficients from the constant term up. Not a loop, so that loops around it vectorise.
@@ -61,9 +62,7 @@ struct CatmullRomCubic {
 };
 struct MitchellCubic {
     static inline float Near(float a) { return 1.1666666f * (a * a * a) - 2 * (a * a) + 0.8888889f; }
-    static inline float Far(float a) {
-        return -0.38888887f * (a * a * a) + 2 * (a * a) - 3.3333333f * a + 1.7777778f;
-    }
+    static inline float Far(float a) { return -0.38888887f * (a * a * a) + 2 * (a * a) - 3.3333333f * a + 1.7777778f; }
 };
 typedef TwoPieceCurve<BicubicSharpCubic> BicubicSharpCurve;
 typedef TwoPieceCurve<CatmullRomCubic> CatmullRomCurve;
@@ -96,11 +95,7 @@ struct QuadraticCurve {
     static inline float Side(float u) { return 0.5f * (u * u); }
     static inline float Middle(float t) { return 0.75f - t * t; }
     static inline float At(float t) {
-        return t < -1.5f  ? 0.0f
-               : t < -0.5f ? Side(t + 1.5f)
-               : t < 0.5f  ? Middle(t)
-               : t < 1.5f  ? Side(t - 1.5f)
-                           : 0.0f;
+        return t < -1.5f ? 0.0f : t < -0.5f ? Side(t + 1.5f) : t < 0.5f ? Middle(t) : t < 1.5f ? Side(t - 1.5f) : 0.0f;
     }
     template <int k>
     static inline float Tap(float t) {
@@ -117,12 +112,7 @@ struct CatmullRomHalfCurve {
     static inline float Right(float t) { return 0.5f * (3 * (t * t * t) - 5 * (t * t) + 2); }
     static inline float FarRight(float t) { return 0.5f * (-(t * t * t) + 5 * (t * t) - 8 * t + 4); }
     static inline float At(float t) {
-        return t < -2  ? 0.0f
-               : t < -1 ? FarLeft(t)
-               : t < 0  ? Left(t)
-               : t < 1  ? Right(t)
-               : t < 2  ? FarRight(t)
-                        : 0.0f;
+        return t < -2 ? 0.0f : t < -1 ? FarLeft(t) : t < 0 ? Left(t) : t < 1 ? Right(t) : t < 2 ? FarRight(t) : 0.0f;
     }
     // Neighbouring pieces are the same number where they meet.
     template <int k>

@@ -68,7 +68,8 @@ static void BlackmanTaps(float* weights, size_t pitch, const float* __restrict p
 
 // exp(-x) for x from 0 to 4: exp(-x / 8) by its series, squared three times.
 static inline float ExpOfMinus(float x) {
-    static constexpr float terms[] = {1.0f, -1.0f, 1.0f / 2, -1.0f / 6, 1.0f / 24, -1.0f / 120, 1.0f / 720, -1.0f / 5040};
+    static constexpr float terms[] = {1.0f,      -1.0f,       1.0f / 2,   -1.0f / 6,
+                                      1.0f / 24, -1.0f / 120, 1.0f / 720, -1.0f / 5040};
     const float root = Polynomial(terms, x * 0.125f), square = root * root, fourth = square * square;
     return fourth * fourth;
 }
@@ -89,17 +90,17 @@ static void GaussianTaps(float* weights, size_t pitch, const float* __restrict p
     }
 }
 
-// Tap k of 12 is at t = k - 5 - f and weighs sin(pi t) / (pi t) * sin(pi t / 6) / (pi t / 6). sin(pi t) is the same for all
-// taps but for its sign; sin(pi t / 6) is a sum of two products, except at taps 5 and 6, where t may be near 0 and it is
-// computed on its own to keep its relative error small. These are what the taps of a block of positions share.
+// Tap k of 12 is at t = k - 5 - f and weighs sin(pi t) / (pi t) * sin(pi t / 6) / (pi t / 6). sin(pi t) is the same for
+// all taps but for its sign; sin(pi t / 6) is a sum of two products, except at taps 5 and 6, where t may be near 0 and
+// it is computed on its own to keep its relative error small. These are what the taps of a block of positions share.
 struct LanczosBlock {
     static constexpr size_t kSize = 64;
-    float f[kSize], sine[kSize];                  // the sine of pi f times 6 / pi^2
-    float sixthSine[kSize], sixthCosine[kSize];   // of pi f / 6
-    float nearSine[kSize];                        // of pi (1 - f) / 6
+    float f[kSize], sine[kSize];                 // the sine of pi f times 6 / pi^2
+    float sixthSine[kSize], sixthCosine[kSize];  // of pi f / 6
+    float nearSine[kSize];                       // of pi (1 - f) / 6
 
     void Prepare(const float* positions, uint32_t* doubts, size_t count) {
-        static constexpr float sineTerms[] = {3.14159265f,   -5.16771278f,    2.55016404f,   -0.599264529f,
+        static constexpr float sineTerms[] = {3.14159265f,   -5.16771278f,    2.55016404f,    -0.599264529f,
                                               0.0821458866f, -0.00737043094f, 0.000466302806f};
         static constexpr float sixthSineTerms[] = {0.523598776f, -0.0239245962f, 0.000327953194f, -2.14071901e-06f};
         static constexpr float sixthCosineTerms[] = {1.0f, -0.137077839f, 0.00313172232f, -2.86193454e-05f,

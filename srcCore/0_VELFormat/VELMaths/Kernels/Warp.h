@@ -10,11 +10,11 @@ struct FixedWalk {
     int32_t x, y, xStep, yStep;
 };
 
-#define VEL_WARP_KERNELS(X)                                                                                        \
-    /* dst pixel k = the source pixel nearest to point k. All are inside. */                                       \
-    X(void, NearestWalk, (uint8_t * dst, const SampledPixels* pixels, const FixedWalk* walk, size_t count))        \
-    /* dst pixel k = the blend of the four source pixels around point k, each weighted with the sum of its         \
-       nearness in x and in y, channel by channel; bytes beyond the fourth become 0. All are inside. */            \
+#define VEL_WARP_KERNELS(X)                                                                                 \
+    /* dst pixel k = the source pixel nearest to point k. All are inside. */                                \
+    X(void, NearestWalk, (uint8_t * dst, const SampledPixels* pixels, const FixedWalk* walk, size_t count)) \
+    /* dst pixel k = the blend of the four source pixels around point k, each weighted with the sum of its  \
+       nearness in x and in y, channel by channel; bytes beyond the fourth become 0. All are inside. */     \
     X(void, BlendedWalk, (uint8_t * dst, const SampledPixels* pixels, const FixedWalk* walk, size_t count))
 
 VEL_KERNEL_FAMILY(Warp, VEL_WARP_KERNELS)

@@ -70,8 +70,8 @@ static size_t NearestVectors(uint8_t* dst, const SampledPixels& source, const Fi
     return k;
 }
 
-// Four positions, one in each quarter: the 8 bytes at it, which hold the pixel and its right neighbour, then the 8 bytes
-// of the row below.
+// Four positions, one in each quarter: the 8 bytes at it, which hold the pixel and its right neighbour, then the 8
+// bytes of the row below.
 static inline __m512i LoadNeighbours(const uint8_t* above, ptrdiff_t stride, const int32_t* offsets) {
     const auto load = [&](int i) {
         const uint8_t* p = above + offsets[i];
@@ -122,16 +122,16 @@ static size_t BlendedVectors(uint8_t* dst, const SampledPixels& source, const Fi
         }
         const __m512i fx = _mm512_and_si512(x, fraction), fy = _mm512_and_si512(y, fraction);
         const __m512i sum = _mm512_add_epi32(fx, fy), difference = _mm512_sub_epi32(fx, fy);
-        const __m512i aboveWeights = _mm512_or_si512(_mm512_sub_epi32(two, sum),
-                                                     _mm512_slli_epi32(_mm512_add_epi32(one, difference), 16));
-        const __m512i belowWeights =
-            _mm512_or_si512(_mm512_sub_epi32(one, difference), _mm512_slli_epi32(sum, 16));
+        const __m512i aboveWeights =
+            _mm512_or_si512(_mm512_sub_epi32(two, sum), _mm512_slli_epi32(_mm512_add_epi32(one, difference), 16));
+        const __m512i belowWeights = _mm512_or_si512(_mm512_sub_epi32(one, difference), _mm512_slli_epi32(sum, 16));
         alignas(64) int32_t at[16];
         _mm512_store_si512(at, offsets);
         __m128i four[4];
         for (int part = 0; part < 4; ++part) {
             const __m512i bytes = LoadNeighbours(source.bits, source.stride, at + 4 * part);
-            const __m512i above = _mm512_shuffle_epi8(bytes, abovePlaces), below = _mm512_shuffle_epi8(bytes, belowPlaces);
+            const __m512i above = _mm512_shuffle_epi8(bytes, abovePlaces),
+                          below = _mm512_shuffle_epi8(bytes, belowPlaces);
             const __m512i sums = _mm512_add_epi32(_mm512_madd_epi16(above, FourTimes(aboveWeights, 4 * part)),
                                                   _mm512_madd_epi16(below, FourTimes(belowWeights, 4 * part)));
             // ((sum >> 2) + 128) >> 8.
