@@ -37,5 +37,7 @@ void AddColourCases();
 void AddFilterCases();
 void AddGeometryCases();
 void AddArithmeticCases();
+// Registers the row kernels by themselves, one benchmark for each level that this machine runs.
+void AddKernelBenchmarks();
 
 }  // namespace bench

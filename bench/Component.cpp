@@ -7,6 +7,7 @@
 
 #include "0_Base_i.h"
 #include "Pictures.h"
+#include "host/Collection.h"
 #include "StringManipulate.h"
 
 namespace bench {
@@ -110,7 +111,7 @@ HRESULT CallSlot(IUnknown* object, int slot, Arguments... arguments) {
 
 }  // namespace
 
-void LoadModule(const std::string& path) {
+void LoadModule(const std::string& path, bool referenceHost) {
     InitialiseInterfaceIds();
     void* library = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL);
     if (!library) {
@@ -121,8 +122,9 @@ void LoadModule(const std::string& path) {
     using InitializeType = HRESULT (*)(void*, IComponentCollection*);
     const auto initialize =
         reinterpret_cast<InitializeType>(dlsym(library, "_Z16InitializeModulePvP20IComponentCollection"));
-    static auto* collection = new Collection;
-    initialize(nullptr, collection);
+    static auto* pooled = new Collection;
+    static const auto* own = new SmartPtr<velhost::Collection>(velhost::Collection::Make());
+    initialize(nullptr, referenceHost ? static_cast<IComponentCollection*>(own->Get()) : pooled);
 }
 
 IVELColorTransform* Colours() {

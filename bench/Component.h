@@ -7,8 +7,9 @@
 
 namespace bench {
 
-// Loads the module and hands it the collection that makes bench::Picture images. Exits with a message on failure.
-void LoadModule(const std::string& path);
+// Loads the module and hands it a collection: one that makes bench::Picture images, or the reference host's own. Exits
+// with a message on failure.
+void LoadModule(const std::string& path, bool referenceHost);
 
 IVELColorTransform* Colours();
 IVELFilterTransform* Filters();

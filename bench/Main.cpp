@@ -2,8 +2,9 @@
 // pixels, in one process and one thread. Google Benchmark runs the repetitions in random order, so that the machine's
 // drift meets all of them alike; scripts/bench turns its JSON into tables and the plot.
 //
-// usage: vel_bench --module=FILE [--sizes=full|all|growth] [Google Benchmark's own flags]
-// A benchmark is named case/depth/size/who, who being ours, peer, floor, copy or reference.
+// usage: vel_bench --module=FILE [--sizes=full|all|growth|family|kernels] [--host=pooled|reference] [Google Benchmark's
+// own flags] A benchmark is named case/depth/size/who, who being ours, peer, floor, copy or reference. --host=reference
+// lets the reference host make the destinations, as it does for everyone else: fresh pages, cleared.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 
@@ -103,6 +104,12 @@ bool InTable(const Case& c) {
     return c.growth <= (c.family == "morphology" ? 31 : c.family == "rank" ? 9 : 15);
 }
 
+bool Chosen(const Case& c, const std::string& sizes) {
+    if (sizes == "kernels") return false;
+    if (sizes == "growth") return c.growth > 0;
+    return sizes == "family" ? StandsForFamily(c) : InTable(c);
+}
+
 void WriteCatalogue() {
     for (const Case& c : AllCases()) {
         std::printf("%s\t%u\t%s\t%s\t%s\t%d\t%d\t%d\n", c.name.c_str(), c.bitsPerPixel, c.family.c_str(),
@@ -121,12 +128,13 @@ int main(int argc, char** argv) {
     mallopt(M_TRIM_THRESHOLD, 2000 << 20);
     cv::setNumThreads(1);
 
-    std::string module, sizes = "full";
+    std::string module, sizes = "full", host = "pooled";
     bool catalogue = false;
     for (int i = 1; i < argc; ++i) {
         const std::string argument = argv[i];
         if (argument.rfind("--module=", 0) == 0) module = argument.substr(9);
         if (argument.rfind("--sizes=", 0) == 0) sizes = argument.substr(8);
+        if (argument.rfind("--host=", 0) == 0) host = argument.substr(7);
         if (argument == "--catalogue") catalogue = true;
     }
     AddColourCases();
@@ -141,9 +149,10 @@ int main(int argc, char** argv) {
         std::fprintf(stderr, "vel_bench: --module=FILE is missing: the VELMaths.so to measure\n");
         return 2;
     }
-    LoadModule(module);
+    LoadModule(module, host == "reference");
+    if (sizes == "kernels") AddKernelBenchmarks();
     for (const Case& c : AllCases()) {
-        if (sizes == "growth" ? c.growth > 0 : InTable(c)) Register(c, kFull);
+        if (Chosen(c, sizes)) Register(c, kFull);
         if (sizes == "all" && StandsForFamily(c)) {
             Register(c, kSmall);
             Register(c, kLarge);

@@ -120,7 +120,8 @@ HRESULT Picture::Create(uint32_t width, uint32_t height, uint32_t /*planes*/, ui
 }
 
 HRESULT Picture::Assign(IVEL* image, int32_t /*flags*/) {
-    auto* other = static_cast<Picture*>(static_cast<IVELImageDIB*>(image));
+    auto* other = dynamic_cast<Picture*>(static_cast<IVELImageDIB*>(image));
+    if (!other) return E_FAIL;  // another host's image
     std::swap(m_width, other->m_width);
     std::swap(m_height, other->m_height);
     std::swap(m_bitsPerPixel, other->m_bitsPerPixel);
