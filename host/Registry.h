@@ -47,6 +47,8 @@ struct RuleCard {
     std::string rounding;
     std::string saturation;
     std::string alpha;
+    std::vector<int> blueFirst;  // depths at which blue and red are treated differently; blue is first in memory
+    bool namesChannels = false;  // arguments name a channel or a colour
     std::string random;     // what is drawn; empty when nothing is
     std::string window;     // pixels that one result pixel looks at
     std::string tiling;     // how the result can be computed in parts
@@ -119,6 +121,7 @@ struct Operation {
     ResultKind result = ResultKind::NewImage;
     PaletteUse palette = PaletteUse::Ignores;
     RuleCard rules;
+    std::string counts;  // what Call::count counts; empty when nothing
     // Parameter (and values in text form) that shows best what the operation does; empty when it has none.
     std::string mainParameter;
     std::vector<std::string> mainValues;

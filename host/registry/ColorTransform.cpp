@@ -76,6 +76,7 @@ Operation Colorize() {
                                                        static_cast<unsigned char>(call.Int("saturation")),
                                                        static_cast<float>(call.Float("blend"))));
     };
+    op.rules.blueFirst = {24, 32};
     return op;
 }
 
@@ -162,6 +163,7 @@ Operation ShiftRgb() {
         return InPlace(
             call, Component(call)->ShiftRGB(call.Image("input"), call.Int("red"), call.Int("green"), call.Int("blue")));
     };
+    op.rules.namesChannels = true;
     return op;
 }
 
@@ -244,6 +246,7 @@ Operation SetImageAlphaTransparency() {
         return InPlace(call, Component(call)->SetImageAlphaTransparency(call.Image("input"), call.Int("alpha"),
                                                                         RedFirst(call.As<Colour>("key"))));
     };
+    op.rules.namesChannels = true;
     return op;
 }
 
@@ -260,6 +263,7 @@ Operation SetImageTransparentPixel() {
         return InPlace(
             call, Component(call)->SetImageTransparentPixel(call.Image("input"), RedFirst(call.As<Colour>("key"))));
     };
+    op.rules.namesChannels = true;
     return op;
 }
 

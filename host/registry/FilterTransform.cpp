@@ -255,6 +255,7 @@ Operation Median() {
     op.rules.results = {{"S_OK", "done; the new image is delivered"},
                         {"E_INVALIDARG", "a size below 1; nothing is made"},
                         {"E_FAIL", "no image was given, no memory, or the host made no new image"}};
+    op.rules.blueFirst = {24, 32};
     return op;
 }
 
@@ -321,6 +322,7 @@ Operation Noise() {
     op.mainValues = {"16", "48", "96", "192"};
     op.run = WithInt<&IVELFilterTransform::Noise, kLevel>;
     op.window = [](const Call&) { return Window{}; };
+    op.rules.blueFirst = {24, 32};
     return op;
 }
 

@@ -240,6 +240,7 @@ Operation RotatePaste() {
                                                 " image cannot be drawn into; increase-bpp brings 8-bit "
                                                 "images to 24 or 32 bits"};
     };
+    op.rules.namesChannels = true;
     return op;
 }
 

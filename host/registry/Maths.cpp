@@ -116,6 +116,7 @@ Operation Equal() {
         if (info.bitsPerPixel == 8 || info.bitsPerPixel == 24 || info.bitsPerPixel == 32) return Verdict{};
         return Verdict{Verdict::LeavesAlone, DepthText(info) + " images are not written"};
     };
+    op.rules.namesChannels = true;
     return op;
 }
 
@@ -222,6 +223,7 @@ Operation Add() {
         }
         return SameDepthAndFormat(call);
     };
+    op.rules.blueFirst = {32};
     return op;
 }
 
@@ -247,6 +249,7 @@ Operation Subtract() {
     op.mainParameter = "mode";
     op.mainValues = {"clip", "absolute"};
     op.example = {{"mode", "absolute"}};
+    op.counts = "colour values above 1 that were stored, at 24 and 32 bits; 0 at 8 bits";
     op.run = [](Call& call) {
         if (const HRESULT code = DestinationOr(call, "onto", call.Image("first"), 0, 0); Failed(code)) return code;
         const HRESULT code =

@@ -167,6 +167,7 @@ Operation TransformPaste() {
         }
         return NeedsWholeBytes(call, "source", "nothing is written");
     };
+    op.rules.blueFirst = {32};
     return op;
 }
 
@@ -192,6 +193,7 @@ Operation FillVoids() {
         return call.Components().TransformTable()->FillVoids(call.Image("input"));
     };
     op.window = [](const Call&) { return Window{1, 1, 1, 1}; };
+    op.rules.blueFirst = {32};
     return op;
 }
 

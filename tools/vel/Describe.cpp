@@ -65,12 +65,17 @@ std::string ShellWord(const std::string& text) {
     return text.find_first_of(" #;&|<>*?()'\"$\\") == std::string::npos ? text : "'" + text + "'";
 }
 
+std::string Listed(const std::vector<int>& depths) {
+    std::string text;
+    for (size_t i = 0; i < depths.size(); ++i) text += (i ? ", " : "") + std::to_string(depths[i]);
+    return text;
+}
+
 std::string Depths(const velhost::RuleCard& rules) {
     std::string text;
     const auto add = [&](const char* verb, const std::vector<int>& depths) {
         if (depths.empty()) return;
-        text += (text.empty() ? "" : "; ") + std::string(verb) + " ";
-        for (size_t i = 0; i < depths.size(); ++i) text += (i ? ", " : "") + std::to_string(depths[i]);
+        text += (text.empty() ? "" : "; ") + std::string(verb) + " " + Listed(depths);
     };
     add("computes", rules.acts);
     add("leaves alone", rules.leavesAlone);
@@ -107,6 +112,10 @@ std::vector<std::pair<std::string, std::string>> RuleLines(const Operation& oper
         {"depths", Depths(rules)},    {"result", ResultText(operation.result)}, {"outside", rules.border},
         {"rounding", rules.rounding}, {"saturation", rules.saturation},         {"alpha", rules.alpha},
         {"window", rules.window}};
+    if (!rules.blueFirst.empty()) {
+        lines.emplace_back("channels", "at " + Listed(rules.blueFirst) +
+                                           " bits blue and red are treated differently: blue is first in memory");
+    }
     if (!rules.random.empty()) lines.emplace_back("random", rules.random);
     lines.emplace_back("in parts", rules.tiling);
     lines.insert(lines.end(), rules.results.begin(), rules.results.end());
