@@ -16,14 +16,14 @@ from examples import EXAMPLES
 
 HERE = os.path.dirname(os.path.abspath(__file__))
 WIDTH = 120
-ARRAY = {"integer": "int", "float": "float", "boolean": "bool", "colour": "Colour", "size": "Tuple[int, int]",
+ARRAY = {"integer": "int", "float": "float", "boolean": "bool", "colour": "Colour", "size": "Union[Tuple[int, int], str]",
          "point": "Tuple[float, float]", "table": "Table", "kernel": "Kernel", "mapping": "MapLike"}
 DOC_TYPE = {"integer": "int", "float": "float", "boolean": "bool", "colour": "sequence of 3 int or str",
-            "size": "(int, int)", "point": "(float, float)", "table": "array_like of 256 int, or str",
+            "size": "(int, int) or str", "point": "(float, float)", "table": "array_like of 256 int, or str",
             "kernel": "array_like of int, shape (N, N), or str", "mapping": "callable, ndarray of shape (H, W, 2), or str"}
 DOC_EXTRA = {
     "colour": "In the order of the channels, like a pixel; a text '#rrggbb' is the same colour in every order.",
-    "size": "As (width, height).",
+    "size": "As (width, height); as text, '160x' and 'x120' keep the shape and '50%' scales.",
     "point": "As (x, y).",
     "table": "256 values, or a curve of in:out points joined by straight lines, such as '0:255,255:0'.",
     "mapping": "A callable gets arrays x and y of the positions of a row and returns the source's; it must answer for each "

@@ -1733,8 +1733,8 @@ def noise(image: ImageLike, *, level: int = 40, out: Optional[ImageLike] = None,
 
 
 def quad(image: ImageLike, *, top_left: Tuple[float, float], top_right: Tuple[float, float], bottom_left: Tuple[float,
-         float], bottom_right: Tuple[float, float], size: Tuple[int, int] = (0, 0), interpolate: bool = True, out:
-         Optional[ImageLike] = None, channels: Channels = "rgb") -> Any:
+         float], bottom_right: Tuple[float, float], size: Union[Tuple[int, int], str] = (0, 0), interpolate: bool =
+         True, out: Optional[ImageLike] = None, channels: Channels = "rgb") -> Any:
     """Cut out a region with four corners and straighten it.
 
     For photographed documents and screens: the four corners become the corners of the new image. The blend weighs
@@ -1752,8 +1752,9 @@ def quad(image: ImageLike, *, top_left: Tuple[float, float], top_right: Tuple[fl
         The corner at the start of the last row. In pixels. As (x, y).
     bottom_right : (float, float)
         The corner at the end of the last row. In pixels. As (x, y).
-    size : (int, int), optional
-        The new size; 0 takes the shorter of the two opposite edges. As (width, height).
+    size : (int, int) or str, optional
+        The new size; 0 takes the shorter of the two opposite edges. As (width, height); as text, '160x' and 'x120'
+        keep the shape and '50%' scales.
     interpolate : bool, optional
         Blend four pixels (not at 8 bits).
     out : ndarray or Image, optional
@@ -1801,9 +1802,9 @@ def quad(image: ImageLike, *, top_left: Tuple[float, float], top_right: Tuple[fl
     return result
 
 
-def resample(image: ImageLike, *, size: Tuple[int, int], method: Union[SamplingMethod, int] = "catmull_rom", mode:
-             Union[Literal["interpolate", "replicate"], int] = "interpolate", out: Optional[ImageLike] = None, channels:
-             Channels = "rgb") -> Any:
+def resample(image: ImageLike, *, size: Union[Tuple[int, int], str], method: Union[SamplingMethod, int] = "catmull_rom",
+             mode: Union[Literal["interpolate", "replicate"], int] = "interpolate", out: Optional[ImageLike] = None,
+             channels: Channels = "rgb") -> Any:
     """Scale to a width and height.
 
     Shrinking samples with the method; enlarging, and shrinking with mode replicate, repeats or drops pixels. The
@@ -1813,8 +1814,9 @@ def resample(image: ImageLike, *, size: Tuple[int, int], method: Union[SamplingM
     ----------
     image : ndarray or Image
         The image. Not changed unless `out` is the same array.
-    size : (int, int)
-        The new size; a side of 0 (or left out: 800x) keeps the proportion. As (width, height).
+    size : (int, int) or str
+        The new size; a side of 0 (or left out: 800x) keeps the proportion. As (width, height); as text, '160x' and
+        'x120' keep the shape and '50%' scales.
     method : {"nearest_neighbour", "integer_bilinear", "b_spline", "bicubic_sharp", "catmull_rom", "lanczos6",
         "box", "hermite", "hermite_scaled", "sinc", "blackman_window", "bessel", "gaussian", "quadratic",
         "mitchell", "catmull_rom_half"} or int, optional
@@ -2763,8 +2765,8 @@ def threshold(image: ImageLike, *, level: int = 127, out: Optional[ImageLike] = 
     return result
 
 
-def transform(image: ImageLike, *, map: MapLike, offset: Tuple[float, float] = (0, 0), size: Tuple[int, int] = (0, 0),
-              out: Optional[ImageLike] = None, channels: Channels = "rgb") -> Any:
+def transform(image: ImageLike, *, map: MapLike, offset: Tuple[float, float] = (0, 0), size: Union[Tuple[int, int], str]
+              = (0, 0), out: Optional[ImageLike] = None, channels: Channels = "rgb") -> Any:
     """Warp an image: each new pixel asks a mapping where it comes from.
 
     The mapping gives source positions for new positions (inverse mapping).
@@ -2779,8 +2781,9 @@ def transform(image: ImageLike, *, map: MapLike, offset: Tuple[float, float] = (
         pixel. Texts: identity, affine:a,b,c,d,e,f, projective:..., polynomial:..., lens:..., grid:..., @FILE.json.
     offset : (float, float), optional
         Position of the new image's first pixel, added before the mapping. In pixels. As (x, y).
-    size : (int, int), optional
-        The new size; 0 takes the image's. As (width, height).
+    size : (int, int) or str, optional
+        The new size; 0 takes the image's. As (width, height); as text, '160x' and 'x120' keep the shape and '50%'
+        scales.
     out : ndarray or Image, optional
         Where the result goes: the result's shape and type, any row stride; an input is allowed.
     channels : {"rgb", "bgr"}, optional

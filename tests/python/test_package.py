@@ -47,6 +47,19 @@ def test_examples_of_the_guide(source_folder, tmp_path, monkeypatch):
     assert result.failed == 0 and result.attempted > 30
 
 
+@pytest.mark.filterwarnings("ignore::velmaths.Note")
+@pytest.mark.parametrize("name", operations.__all__)
+def test_the_manuals_python_line(name, source_folder):
+    with open(os.path.join(source_folder, "docs", "manual", name.replace("_", "-") + ".md"), encoding="utf-8") as f:
+        line, = re.findall(r"```python\n(velmaths\..*)\n```", f.read())
+    assert line.startswith(f"velmaths.{name}(")
+    integers = np.arange(1200, dtype=np.int32).reshape(30, 40)
+    for image in (integers,) if name in ("kernel", "scale8") else (photo((30, 40, 4)),):
+        names = {"velmaths": velmaths, "image": image, "source": image, "first": image, "model": image,
+                 "second": image[::-1].copy(), "onto": photo((60, 70, 4)) if name != "transform_paste" else image.copy()}
+        assert isinstance(eval(line, names), np.ndarray)
+
+
 def test_every_operation_has_a_function_and_a_call_here():
     assert len(operations.__all__) == 47
     known = set(CALLS) | set(RANDOM) | {"kernel", "scale", "scale8"}

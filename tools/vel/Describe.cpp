@@ -1,5 +1,7 @@
 #include "Describe.h"
 
+#include <algorithm>
+
 namespace veltool {
 
 using velhost::ImageArgument;
@@ -104,6 +106,39 @@ std::string ExampleLine(const Operation& operation) {
         first = false;
     }
     return line + " " + operation.exampleFiles;
+}
+
+static std::string PythonName(std::string name) {
+    std::replace(name.begin(), name.end(), '-', '_');
+    return name;
+}
+
+static std::string PythonValue(const velhost::Parameter& parameter, const std::string& text) {
+    using velhost::ValueType;
+    const bool isNumber = !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+    switch (parameter.type) {
+        case ValueType::Integer:
+        case ValueType::Float: return text;
+        case ValueType::Boolean: return text == "true" ? "True" : "False";
+        case ValueType::Point:
+            return "(" + text.substr(0, text.find(',')) + ", " + text.substr(text.find(',') + 1) + ")";
+        case ValueType::Enumeration: return isNumber ? text : '"' + PythonName(text) + '"';
+        default: return '"' + text + '"';
+    }
+}
+
+std::string PythonLine(const Operation& operation) {
+    std::string line = "velmaths." + PythonName(operation.name) + "(";
+    bool first = true;
+    for (const ImageArgument& image : operation.images) {
+        if (!image.required) continue;
+        line += (first ? "" : ", ") + (image.name == "input" ? "image" : PythonName(image.name));
+        first = false;
+    }
+    for (const auto& [name, value] : operation.example) {
+        line += ", " + PythonName(name) + "=" + PythonValue(*operation.FindParameter(name), value);
+    }
+    return line + ")";
 }
 
 std::vector<std::pair<std::string, std::string>> RuleLines(const Operation& operation) {

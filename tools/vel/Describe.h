@@ -17,6 +17,8 @@ std::string ParameterText(const velhost::Parameter& parameter);
 std::string UsageLine(const velhost::Operation& operation);
 // A command line that shows the operation.
 std::string ExampleLine(const velhost::Operation& operation);
+// The same as a call of the Python package.
+std::string PythonLine(const velhost::Operation& operation);
 // The rule card: a short name and a text each.
 std::vector<std::pair<std::string, std::string>> RuleLines(const velhost::Operation& operation);
 // Where the picture that comes in goes, for operations of several images.

@@ -69,7 +69,8 @@ std::string Section(const Sheet& sheet) {
     const std::string name = Escaped(operation.name);
     return "<section id=\"" + name + "\" aria-labelledby=\"h-" + name + "\">\n<h2 id=\"h-" + name + "\">" + name +
            "</h2>\n<p class=\"summary\">" + Escaped(operation.summary) + ". " + Escaped(operation.details) + "</p>\n" +
-           Comparison(sheet) + "<pre tabindex=\"0\"><code>" + Escaped(ExampleLine(operation)) + "</code></pre>\n" +
+           Comparison(sheet) + "<pre tabindex=\"0\"><code>" +
+           Escaped(ExampleLine(operation) + "\n" + PythonLine(operation)) + "</code></pre>\n" +
            (sheet.hash.empty() ? "" : "<p class=\"hash\">result <code>" + sheet.hash + "</code></p>\n") +
            Row("Along --" + Escaped(operation.mainParameter), sheet.strip, "small") +
            Row("Each depth", sheet.depths, "small") + Row("Corners", sheet.corners, "pixels") + Rules(operation) +

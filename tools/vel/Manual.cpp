@@ -53,7 +53,8 @@ std::string OperationPage(const Operation& operation) {
     std::string text = "# " + operation.name + "\n\n" + operation.summary + ". " + operation.details + "\n\n";
     text += "![before and after](pictures/" + operation.name + ".jpg)\n\n";
     text += "```\n" + UsageLine(operation) + "\n```\n\n" + ParameterTable(operation) + ImageTable(operation);
-    text += "\n## Example\n\n```\n" + ExampleLine(operation) + "\n```\n\n## Rules\n\n";
+    text += "\n## Example\n\n```\n" + ExampleLine(operation) + "\n```\n\nFrom Python:\n\n```python\n" +
+            PythonLine(operation) + "\n```\n\n## Rules\n\n";
     text += "Beside the [common rules](README.md#common-rules):\n\n| | |\n|---|---|\n";
     for (const auto& [name, value] : RuleLines(operation)) {
         if (!value.empty()) text += "| " + Cell(name) + " | " + Cell(value) + " |\n";
