@@ -23,7 +23,7 @@ DOC_TYPE = {"integer": "int", "float": "float", "boolean": "bool", "colour": "se
             "kernel": "array_like of int, shape (N, N), or str", "mapping": "callable, ndarray of shape (H, W, 2), or str"}
 DOC_EXTRA = {
     "colour": "In the order of the channels, like a pixel; a text '#rrggbb' is the same colour in every order.",
-    "size": "As (width, height); as text, '160x' and 'x120' keep the shape and '50%' scales.",
+    "size": "As (width, height); as text, '160x' and 'x120' keep the proportion.",
     "point": "As (x, y).",
     "table": "256 values, or a curve of in:out points joined by straight lines, such as '0:255,255:0'.",
     "mapping": "A callable gets arrays x and y of the positions of a row and returns the source's; it must answer for each "

@@ -1754,7 +1754,7 @@ def quad(image: ImageLike, *, top_left: Tuple[float, float], top_right: Tuple[fl
         The corner at the end of the last row. In pixels. As (x, y).
     size : (int, int) or str, optional
         The new size; 0 takes the shorter of the two opposite edges. As (width, height); as text, '160x' and 'x120'
-        keep the shape and '50%' scales.
+        keep the proportion.
     interpolate : bool, optional
         Blend four pixels (not at 8 bits).
     out : ndarray or Image, optional
@@ -1816,7 +1816,7 @@ def resample(image: ImageLike, *, size: Union[Tuple[int, int], str], method: Uni
         The image. Not changed unless `out` is the same array.
     size : (int, int) or str
         The new size; a side of 0 (or left out: 800x) keeps the proportion. As (width, height); as text, '160x' and
-        'x120' keep the shape and '50%' scales.
+        'x120' keep the proportion.
     method : {"nearest_neighbour", "integer_bilinear", "b_spline", "bicubic_sharp", "catmull_rom", "lanczos6",
         "box", "hermite", "hermite_scaled", "sinc", "blackman_window", "bessel", "gaussian", "quadratic",
         "mitchell", "catmull_rom_half"} or int, optional
@@ -2782,8 +2782,7 @@ def transform(image: ImageLike, *, map: MapLike, offset: Tuple[float, float] = (
     offset : (float, float), optional
         Position of the new image's first pixel, added before the mapping. In pixels. As (x, y).
     size : (int, int) or str, optional
-        The new size; 0 takes the image's. As (width, height); as text, '160x' and 'x120' keep the shape and '50%'
-        scales.
+        The new size; 0 takes the image's. As (width, height); as text, '160x' and 'x120' keep the proportion.
     out : ndarray or Image, optional
         Where the result goes: the result's shape and type, any row stride; an input is allowed.
     channels : {"rgb", "bgr"}, optional
