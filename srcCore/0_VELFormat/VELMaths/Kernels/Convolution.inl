@@ -120,7 +120,7 @@ static void WeighRow(uint8_t* dst, const uint8_t* src, size_t count, uint32_t fa
 
 #include "ConvolutionSmall.inl"
 
-#if VEL_AVX2
+#if VEL_VECTOR
 #include "ConvolutionVectors.inl"
 #else
 

@@ -1,5 +1,5 @@
-// Weighted sums at avx2 and avx512. The four rows of a quad are interleaved: 32-bit lane i holds byte i of each, and a
-// coefficient word holds what they are weighed with, so that one product of byte vectors adds four taps.
+// Weighted sums by byte vectors. The four rows of a quad are interleaved: 32-bit lane i holds byte i of each, and a
+// coefficient word holds what they are weighed with, so that one product of vectors adds four taps (at sse2, two).
 
 #if VEL_AVX512
 // Interleaves vectors of 8- or 16-bit elements: the first (second) halves of a and b.
@@ -15,7 +15,7 @@ static inline void Interleave16(Bytes& low, Bytes& high, Bytes a, Bytes b) {
     low = _mm512_permutex2var_epi16(a, LoadBytes(places), b);
     high = _mm512_permutex2var_epi16(a, LoadBytes(places + 32), b);
 }
-#else
+#elif VEL_AVX2
 static inline void Interleave8(Bytes& low, Bytes& high, Bytes a, Bytes b) {
     const Bytes first = _mm256_unpacklo_epi8(a, b), second = _mm256_unpackhi_epi8(a, b);
     low = _mm256_permute2x128_si256(first, second, 0x20);
@@ -25,6 +25,15 @@ static inline void Interleave16(Bytes& low, Bytes& high, Bytes a, Bytes b) {
     const Bytes first = _mm256_unpacklo_epi16(a, b), second = _mm256_unpackhi_epi16(a, b);
     low = _mm256_permute2x128_si256(first, second, 0x20);
     high = _mm256_permute2x128_si256(first, second, 0x31);
+}
+#else
+static inline void Interleave8(Bytes& low, Bytes& high, Bytes a, Bytes b) {
+    low = _mm_unpacklo_epi8(a, b);
+    high = _mm_unpackhi_epi8(a, b);
+}
+static inline void Interleave16(Bytes& low, Bytes& high, Bytes a, Bytes b) {
+    low = _mm_unpacklo_epi16(a, b);
+    high = _mm_unpackhi_epi16(a, b);
 }
 #endif
 
@@ -56,19 +65,43 @@ static_assert(kQuadSlack >= kAcross * kVectorBytes);
 
 static inline Bytes Plus32(Bytes a, Bytes b) { return VEL_BYTES_OP(add_epi32)(a, b); }
 
+// What lanes of pixels, and coefficients for all lanes, become before they are multiplied.
+#if VEL_AVX2
+typedef Bytes Quads;
+static inline Quads QuadsOf(Bytes lanes) { return lanes; }
+#else
+struct Quads {
+    Bytes even, odd;  // the first and third byte of each lane, and the second and fourth, as words
+};
+static inline Quads QuadsOf(Bytes lanes) { return {And(lanes, Splat16(0xFF)), VEL_BYTES_OP(srli_epi16)(lanes, 8)}; }
+#endif
+static inline Quads TapsOf(uint32_t taps) {
+    const Bytes lanes = Splat32(static_cast<int>(taps));
+#if VEL_AVX2
+    return lanes;
+#else
+    return {VEL_BYTES_OP(srai_epi16)(VEL_BYTES_OP(slli_epi16)(lanes, 8), 8), VEL_BYTES_OP(srai_epi16)(lanes, 8)};
+#endif
+}
+
 #if VEL_AVX512
 // By hand, because g++ 12 copies each sum to another register and back around its own intrinsic: up to 1.5 times
 // slower.
-static inline Bytes AddTaps(Bytes sum, Bytes pixels, Bytes taps, bool) {
+static inline Bytes AddTaps(Bytes sum, Quads pixels, Quads taps, bool) {
     asm("vpdpbusd %2, %1, %0" : "+v"(sum) : "v"(pixels), "v"(taps));
     return sum;
 }
-#else
+#elif VEL_AVX2
 // The products of two bytes add up in 16 bits without overflow, coefficients being 7 bits. Sums that stay small are
 // kept so, two words for a lane, till the end.
-static inline Bytes AddTaps(Bytes sum, Bytes pixels, Bytes taps, bool narrow) {
+static inline Bytes AddTaps(Bytes sum, Quads pixels, Quads taps, bool narrow) {
     const Bytes pairs = _mm256_maddubs_epi16(pixels, taps);
     return narrow ? _mm256_add_epi16(sum, pairs) : Plus32(sum, _mm256_madd_epi16(pairs, Splat16(1)));
+}
+#else
+static inline Bytes AddTaps(Bytes sum, Quads pixels, Quads taps, bool) {
+    return Plus32(
+        sum, Plus32(VEL_BYTES_OP(madd_epi16)(pixels.even, taps.even), VEL_BYTES_OP(madd_epi16)(pixels.odd, taps.odd)));
 }
 #endif
 
@@ -86,10 +119,12 @@ struct SumTile {
     template <int firstRow, bool narrow>
     [[gnu::always_inline]] void Add(const uint8_t* pixels, const uint32_t* taps, size_t columns, size_t step) {
         for (size_t x = 0; x < columns; ++x, pixels += 4 * step, taps += kRows) {
-            Bytes part[kAcross];
-            for (int k = 0; k < kAcross; ++k) part[k] = LoadBytes(pixels + static_cast<size_t>(k) * kVectorBytes);
+            Quads part[kAcross];
+            for (int k = 0; k < kAcross; ++k) {
+                part[k] = QuadsOf(LoadBytes(pixels + static_cast<size_t>(k) * kVectorBytes));
+            }
             for (int row = firstRow; row < kRows; ++row) {
-                const Bytes tap = Splat32(static_cast<int>(taps[row]));
+                const Quads tap = TapsOf(taps[row]);
                 for (int k = 0; k < kAcross; ++k) sum[row][k] = AddTaps(sum[row][k], part[k], tap, narrow);
             }
         }
@@ -106,7 +141,7 @@ struct SumTile {
             if (plane == 0) break;
             NextPlane();
         }
-#if !VEL_AVX512
+#if VEL_AVX2 && !VEL_AVX512
         if (narrow) PairsToLanes();
 #endif
     }
@@ -124,6 +159,17 @@ private:
     }
 };
 
+// Two vectors of sums as words, clamped to 0 and 65535.
+static inline Bytes WordsOfSums(Bytes a, Bytes b) {
+#if VEL_AVX2
+    return VEL_BYTES_OP(packus_epi32)(a, b);
+#else
+    // Less by 2^15, they are clamped as signed words.
+    const Bytes half = Splat32(0x8000);
+    return Xor(_mm_packs_epi32(_mm_sub_epi32(a, half), _mm_sub_epi32(b, half)), Splat16(-0x8000));
+#endif
+}
+
 // Quotients of two vectors of sums, as words: see Quotient.
 struct WordQuotients {
     Bytes multiplier, below;
@@ -133,7 +179,7 @@ struct WordQuotients {
           below(Splat16(-quotient.offset)),
           shift(_mm_cvtsi32_si128(quotient.shift)) {}
     Bytes Of(Bytes a, Bytes b) const {
-        const Bytes words = VEL_BYTES_OP(mulhi_epu16)(VEL_BYTES_OP(packus_epi32)(a, b), multiplier);
+        const Bytes words = VEL_BYTES_OP(mulhi_epu16)(WordsOfSums(a, b), multiplier);
         return VEL_BYTES_OP(subs_epu16)(VEL_BYTES_OP(srl_epi16)(words, shift), below);
     }
 };
@@ -141,9 +187,12 @@ struct WordQuotients {
 #if VEL_AVX512
 #define VEL_FLOATS_OP(name) VEL_JOIN(_mm512_, name)
 typedef __m512 Floats;
-#else
+#elif VEL_AVX2
 #define VEL_FLOATS_OP(name) VEL_JOIN(_mm256_, name)
 typedef __m256 Floats;
+#else
+#define VEL_FLOATS_OP(name) VEL_JOIN(_mm_, name)
+typedef __m128 Floats;
 #endif
 
 // QuotientOfNarrow; without a divisor the reciprocal is 1.
@@ -185,10 +234,15 @@ static inline void StoreQuotients(uint8_t* dst, size_t count, const Bytes* sums,
     }
 #else
     const Bytes words = quotients.Of(sums[0], sums[1]);
-    const Bytes order = _mm256_setr_epi32(0, 4, 1, 5, 0, 4, 1, 5);
-    const Bytes ordered = _mm256_permutevar8x32_epi32(_mm256_packus_epi16(words, words), order);
+    const Bytes bytes = VEL_BYTES_OP(packus_epi16)(words, words);
+#if VEL_AVX2
+    const __m128i ordered =
+        _mm256_castsi256_si128(_mm256_permutevar8x32_epi32(bytes, _mm256_setr_epi32(0, 4, 1, 5, 0, 4, 1, 5)));
+#else
+    const __m128i ordered = bytes;
+#endif
     if (count >= kTileBytes) {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm256_castsi256_si128(ordered));
+        memcpy(dst, &ordered, kTileBytes);
     } else {
         memcpy(dst, &ordered, count);
     }
