@@ -163,6 +163,47 @@ VEL_CHECK(Convolution, BellRows) {
     kernel(dst, rows, n, bell, step, run.count);
 }
 
+VEL_CHECK(Convolution, ConvolveWords) {
+    test::Random& random = run.random;
+    vel::WordPlan plan = {};
+    plan.range = random.Pick({vel::WordRange::Signed, vel::WordRange::Unsigned, vel::WordRange::Above});
+    plan.size = random.Pick({3, 5});
+    plan.mirrored = random.Chance(50);
+    plan.folded = plan.mirrored && random.Chance(50);
+    plan.step = random.Pick({1u, 3u, 4u});
+    // All of them stay within the range: at most 9 and 25 coefficients.
+    const bool above = plan.range == vel::WordRange::Above;
+    const int most = (above ? 288 : plan.range == vel::WordRange::Unsigned ? 250 : 120) / (plan.size * plan.size);
+    for (int y = 0; y < plan.size; ++y) {
+        for (int x = 0; x < plan.size; ++x) {
+            const int tap = random.Int(plan.range == vel::WordRange::Signed ? -most : most / 2, most);
+            const int column = plan.folded && 2 * x >= plan.size ? plan.size - 1 - x : x;
+            const int row = plan.mirrored && 2 * y >= plan.size ? plan.size - 1 - y : y;
+            plan.taps[y][x] = row == y && column == x ? static_cast<int8_t>(tap) : plan.taps[row][column];
+        }
+    }
+    plan.multiplier = static_cast<uint16_t>(random.Int(1, above ? 0x3FFF : 0x7FFF));
+    plan.shift = static_cast<uint16_t>(random.Int(0, above ? 9 : 6));
+    plan.raise = static_cast<uint16_t>(above ? random.Int(0, 1) : 0);
+    plan.rest = static_cast<uint16_t>(above ? random.Int(0, 300) : 0);
+    plan.below = static_cast<uint16_t>(random.Chance(50) ? 0 : random.Int(0, 300));
+    const int n = random.Int(1, 9);
+    uint8_t* dst[9];
+    const uint8_t* rows[9 + vel::WordPlan::kMostSize - 1];
+    for (int y = 0; y < n; ++y) dst[y] = run.Out(run.count);
+    for (int y = 0; y < n + plan.size - 1; ++y) {
+        uint8_t* row = run.In(run.count + static_cast<size_t>(plan.size - 1) * plan.step);
+        rows[y] = row;
+    }
+    kernel(dst, rows, n, plan, run.count);
+}
+
+// Levels may judge differently; the answer only chooses between two ways to the same bits.
+VEL_CHECK(Convolution, WordsWorthwhile) {
+    const vel::WordPlan plan = {};
+    run.Returned(kernel(plan) == 0 || kernel(plan) == 1);
+}
+
 VEL_CHECK(Convolution, DifferenceRow) {
     uint8_t *dst = run.Out(run.count), *plus = run.In(run.count);
     kernel(dst, plus, run.In(run.count), run.count, run.random.Byte());

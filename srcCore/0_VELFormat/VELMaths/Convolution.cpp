@@ -1,5 +1,6 @@
 #include "Convolution.h"
 
+#include "ConvolutionWords.h"
 #include "ConvolutionFactored.h"
 #include "ConvolutionSmall.h"
 #include "Kernels/Kernels.h"
@@ -47,6 +48,10 @@ HRESULT ConvolveImage(const ImageView& target, const ImageView& source, const in
     const Factors factors(coefficients);
     if (!factors.Ready()) return E_FAIL;
     if (factors.Worthwhile()) return ConvolveByFactors(target, source, coefficients.Reach(), factors, quotient);
+    WordPlan plan;
+    if (IsWordPlan(coefficients, range, divisor, offset, &plan)) {
+        return ConvolveByWords(target, source, coefficients.Reach(), plan);
+    }
     return ConvolveByTaps(target, source, coefficients, range, quotient);
 }
 

@@ -43,6 +43,24 @@ struct Bell {
     uint16_t multiplier;
 };
 
+// What the sums of a WordPlan can be: no more than 2^15 - 1 nor less than -2^15; or not negative, and below 2^16, or
+// below it without the last row and below it in the last row.
+enum class WordRange { Signed, Unsigned, Above };
+
+// A kernel of 3 x 3 or 5 x 5 coefficients from -64 to 64, whose sums are made in 16 bits. Of a sum s, negative ones
+// being 0, with t = s + raise the result is min(t, 65535) * multiplier >> (16 + shift), plus the same of
+// t - min(t, 65535) + rest, less `below`. Raise and rest are 0 but for WordRange::Above.
+struct WordPlan {
+    static constexpr int kMostSize = 5;
+    int size;
+    int8_t taps[kMostSize][kMostSize];
+    bool mirrored;  // the rows are the same from the last one up
+    bool folded;    // and each row is the same from right to left
+    WordRange range;
+    uint16_t multiplier, shift, raise, rest, below;
+    size_t step;  // bytes from one column to the next
+};
+
 // Bytes behind a prepared quad that ConvolveRows and SumRows may read.
 constexpr size_t kQuadSlack = 256;
 
@@ -61,6 +79,12 @@ constexpr size_t kQuadSlack = 256;
     /* n rows of a Bell from n + 2, each readable one sample of `step` bytes before and after. */                    \
     X(void, BellRows,                                                                                                \
       (uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step, size_t count))         \
+    /* n rows from n + size - 1: byte i of row y has the result of the sum of coefficient *                          \
+       rows[y + row][i + column * step]. */                                                                          \
+    X(void, ConvolveWords,                                                                                           \
+      (uint8_t* const* dst, const uint8_t* const* rows, int n, const WordPlan& plan, size_t count))                  \
+    /* Whether that is the faster way for a plan that ConvolveRows could take. */                                    \
+    X(int, WordsWorthwhile, (const WordPlan& plan))                                                                  \
     /* dst[i] = plus[i] - minus[i] + offset, clamped */                                                              \
     X(void, DifferenceRow, (uint8_t * dst, const uint8_t* plus, const uint8_t* minus, size_t count, uint8_t offset)) \
     /* dst[i] = the quotient of sums[i] */                                                                           \

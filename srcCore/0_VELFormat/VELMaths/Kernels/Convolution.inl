@@ -119,6 +119,7 @@ static void WeighRow(uint8_t* dst, const uint8_t* src, size_t count, uint32_t fa
 }
 
 #include "ConvolutionSmall.inl"
+#include "ConvolutionWords.inl"
 
 #if VEL_VECTOR
 #include "ConvolutionVectors.inl"
