@@ -2,7 +2,7 @@
 import unittest
 
 import filters
-from filters import PHOTOS, example, pixels
+from filters import PHOTOS, example, pixels, rules
 
 import numpy
 
@@ -35,16 +35,8 @@ class Geometry(unittest.TestCase):
             numpy.testing.assert_array_equal(after[:, :-1], before[::-1, ::-1][:, 1:])
 
     def test_replication(self):
-        def replicated(size):
-            def picked(array):
-                single = numpy.float32
-                rows = numpy.arange(size[1], dtype=single) * (single(array.shape[0]) / single(size[1]))
-                columns = numpy.arange(size[0], dtype=single) * (single(array.shape[1]) / single(size[0]))
-                return array[rows.astype(int)][:, columns.astype(int)]
-            return picked
-
         for size in ((1000, 700), (97, 61), (1024, 1024), (300, 900)):
-            self.check(replicated(size), "resample", "--size", f"{size[0]}x{size[1]}", "--mode", "replicate")
+            self.check(lambda a, s=size: rules.replicated(a, s), "resample", "--size", f"{size[0]}x{size[1]}", "--mode", "replicate")
 
 
 if __name__ == "__main__":
