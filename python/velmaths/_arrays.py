@@ -52,12 +52,15 @@ def depth_of(array: Any, name: str = "image") -> Tuple[int, int]:
 
 
 def row_stride(array: Array, name: str = "image") -> int:
-    """Bytes from a row to the next; a ValueError where the pixels of a row do not follow each other."""
+    """Bytes from a row to the next; a ValueError where a row's pixels do not follow each other, or rows overlap."""
     height, width = array.shape[:2]
     pixel = array.itemsize * (array.shape[2] if array.ndim == 3 else 1)
     together = (array.ndim == 2 or array.strides[2] == array.itemsize) and (width <= 1 or array.strides[1] == pixel)
     if not together and array.size:
         raise ValueError(f"{name} has strides {array.strides}: within a row, pixels must follow each other without gaps; "
+                         f"write np.ascontiguousarray({name})")
+    if height > 1 and abs(array.strides[0]) < width * pixel:
+        raise ValueError(f"{name} has strides {array.strides}: its rows overlap each other; "
                          f"write np.ascontiguousarray({name})")
     return array.strides[0] if height > 1 else width * pixel
 
@@ -76,10 +79,6 @@ def needs_writing(array: Any, name: str = "out") -> None:
     row_stride(array, name)
     if not array.flags.writeable:
         raise ValueError(f"{name} is read-only; pass an array that can be written, such as np.empty_like({name})")
-    height, width = array.shape[:2]
-    row_bytes = width * array.itemsize * (array.shape[2] if array.ndim == 3 else 1)
-    if height > 1 and abs(array.strides[0]) < row_bytes:
-        raise ValueError(f"{name} has rows that overlap each other; write {name}.copy()")
 
 
 class Pixels:

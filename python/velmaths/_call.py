@@ -126,9 +126,24 @@ class _Call:
             warnings.warn(notes, Note, stacklevel=6)
         return handle, int(count.value)
 
+    def _sees_memory(self) -> bool:
+        """Whether bytes beside the rows count, or the length of a row in memory does.
+
+        Grey weighs a byte with the two behind it, a half turn reads what lies before each row, and a turn at 8 bits
+        scatters its pixels. Such operations run on contiguous arrays, so that the result is the same for any view.
+        """
+        first = next(iter(self.images.values()))
+        grey = isinstance(first, np.ndarray) and first.ndim == 2 and first.dtype == np.uint8
+        if self.operation.name in ("rotate", "rotate4"):
+            return grey or self.parameters["angle"] == 180
+        return grey and self.operation.name in ("grayscale", "threshold")
+
     def fresh(self) -> Tuple[ImageLike, int]:
         """Runs it without `out`: the result is a new object and the inputs stay."""
         target = self._target()
+        if self._sees_memory():
+            self.images = {name: np.ascontiguousarray(given) if isinstance(given, np.ndarray) else given
+                           for name, given in self.images.items()}
         for name, given in self.images.items():
             if isinstance(given, Image):
                 if name == target:
@@ -163,7 +178,7 @@ class _Call:
         if isinstance(out, Image):
             return self._run(out.handle)[1]
         mine = [given for given in self.images.values() if isinstance(given, np.ndarray)]
-        if self.swap or any(np.may_share_memory(out, a) and not _same_view(out, a) for a in mine):
+        if self.swap or self._sees_memory() or any(np.may_share_memory(out, a) and not _same_view(out, a) for a in mine):
             result, count = self.fresh()
             _copy_out(result, out)
             return count

@@ -65,9 +65,11 @@ class RowMapping:
 
     def raise_again(self) -> None:
         error, self._error = self._error, None
-        if error is not None:
-            raise error
-
+        try:
+            if error is not None:
+                raise error
+        finally:
+            del error  # else this frame and the error's traceback would hold each other
 
 
 def mapping_of(given: Any, batch: int) -> Union[str, RowMapping]:
