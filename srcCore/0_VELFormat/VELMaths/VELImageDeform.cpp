@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "Kernels/Kernels.h"
+#include "SamplingRows.h"
 
 using vel::ImageView;
 
@@ -60,59 +61,6 @@ private:
     bool m_carried = false;  // m_pulled is an earlier pixel's
 };
 
-// What one row needs to be gathered.
-struct Gather {
-    ImageView source;
-    const uint8_t* lastWord;  // the last place in the source's pixel block where four bytes can be read
-    uint32_t outside;         // colour of points outside the source
-    uint32_t opaque;          // bits that every colour from inside gets
-};
-
-// A pixel as a colour word; one byte is a grey.
-template <int kBytes>
-uint32_t LoadColour(const uint8_t* pixel, const Gather& gather) {
-    if (kBytes == 1) return pixel[0] * 0x00010101u;
-    uint32_t word = 0;
-    if (kBytes == 4 || pixel <= gather.lastWord) {
-        std::memcpy(&word, pixel, 4);
-        return kBytes == 4 ? word : word & 0x00FFFFFFu;
-    }
-    std::memcpy(&word, pixel, kBytes);
-    return word;
-}
-
-template <int kFrom, int kTo>
-void GatherRow(uint8_t* to, const int32_t* columns, const int32_t* rows, size_t count, const Gather& gather) {
-    for (size_t i = 0; i < count; ++i, to += kTo) {
-        const bool inside = static_cast<uint32_t>(columns[i]) < gather.source.width &&
-                            static_cast<uint32_t>(rows[i]) < gather.source.height;
-        uint32_t colour = gather.outside;
-        if (inside) {
-            colour = LoadColour<kFrom>(gather.source.Row(rows[i]) + int64_t{columns[i]} * kFrom, gather);
-            // A pixel that carries the outside marker keeps it.
-            if (kTo == 4 && vel::AlphaOf(colour) != kOutsideAlpha) colour |= gather.opaque;
-        }
-        // Three bytes are written as four where another pixel follows, which writes over the fourth.
-        if (kTo == 3 && i + 1 < count) {
-            std::memcpy(to, &colour, 4);
-        } else {
-            std::memcpy(to, &colour, kTo);
-        }
-    }
-}
-
-using GatherFunction = void (*)(uint8_t*, const int32_t*, const int32_t*, size_t, const Gather&);
-
-// Null for depths that are not whole bytes on both sides.
-GatherFunction GatherOf(uint32_t from, uint32_t to) {
-    if (from == 8 && to == 8) return GatherRow<1, 1>;
-    if (from == 24 && to == 24) return GatherRow<3, 3>;
-    if (from == 32 && to == 32) return GatherRow<4, 4>;
-    if (from == 8 && to == 32) return GatherRow<1, 4>;
-    if (from == 24 && to == 32) return GatherRow<3, 4>;
-    return nullptr;
-}
-
 // Any depths, any mode, a pixel at a time.
 void DeformPixels(const ImageView& target, const ImageView& source, int mode, bool opaque) {
     const int width = static_cast<int>(source.width), height = static_cast<int>(source.height);
@@ -128,40 +76,144 @@ void DeformPixels(const ImageView& target, const ImageView& source, int mode, bo
     }
 }
 
-// Rows in pieces: points by the kernel, those it is unsure of by the formula, then the pixels.
-void DeformRows(const ImageView& target, const ImageView& source, int mode, bool opaque, GatherFunction gatherRow) {
-    constexpr size_t kPiece = 512;
-    int32_t columns[kPiece], rows[kPiece];
-    const int32_t width = static_cast<int32_t>(source.width), height = static_cast<int32_t>(source.height);
-    CircleMap map(width, height, mode);
-    const Gather gather = {source, source.BlockEnd() - 4, source.Colour(-1, -1), opaque ? 0xFF000000u : 0u};
-    const auto points = vel::Kernels().Deform().CirclePoints;
-    for (int32_t y = 0; y < height; ++y) {
-        const vel::CircleRow row = {mode, width / 2, height / 2, width, height, map.Radius(), height / 2 - y};
-        for (int32_t x = 0; x < width; x += kPiece) {
-            const size_t count = std::min(kPiece, static_cast<size_t>(width - x));
-            points(columns, rows, &row, x, count);
-            for (size_t i = 0; i < count; ++i) {
-                if (columns[i] != vel::kUnsureColumn) continue;
-                const CircleMap::Point from = map.From(x + static_cast<int32_t>(i), y);
-                columns[i] = static_cast<int32_t>(from.x);
-                rows[i] = static_cast<int32_t>(from.y);
-            }
-            gatherRow(target.Row(y) + int64_t{x} * target.PixelBytes(), columns, rows, count, gather);
+// The points of a whole row and what of them is not sure yet.
+struct RowPoints {
+    int32_t* columns;
+    int32_t* rows;
+    int32_t* unsure;  // places whose points need the formula
+    size_t unsureCount;
+};
+
+// Whole rows: points by the kernel, those it is unsure of by the formula, then the pixels. The middle lies at (width /
+// 2, height / 2), and about it the sure points are mirrored: truncation is the same on both sides of 0, so
+//   fish-eye and bulge   (-dx, dy) and (dx, -dy) have the point's x or y mirrored,
+//   swirl                (-dx, -dy) has both mirrored,
+//   unwrap               (dx, -dy) has the same point.
+class CircleRows {
+public:
+    CircleRows(const ImageView& target, const ImageView& source, int mode, bool opaque, const RowPoints& points)
+        : m_kernels(vel::Kernels().Deform()),
+          m_target(target),
+          m_mode(mode),
+          m_width(static_cast<int32_t>(source.width)),
+          m_height(static_cast<int32_t>(source.height)),
+          m_map(m_width, m_height, mode),
+          m_source{vel::PixelsOf(source), m_width, m_height, source.Colour(-1, -1), opaque ? 0xFF000000u : 0u},
+          m_points(points) {}
+
+    void Run() {
+        const int32_t centre = m_height / 2;
+        for (int32_t y = 0; y <= centre && y < m_height; ++y) {
+            MakePoints(centre - y);
+            Write(y);
+            const int32_t mirrored = 2 * centre - y;
+            if (mirrored == y || mirrored >= m_height) continue;
+            MirrorPoints(centre - y);
+            Write(mirrored);
         }
     }
+
+private:
+    void MakePoints(int32_t dy) {
+        const int32_t centre = m_width / 2;
+        const vel::CircleRow row = {m_mode, centre, m_height / 2, m_width, m_height, m_map.Radius(), dy};
+        if (m_mode > 1) {
+            m_kernels.CirclePoints(m_points.columns, m_points.rows, &row, 0, static_cast<size_t>(m_width));
+            FindUnsure(m_width);
+            return;
+        }
+        const int32_t half = std::min(centre + 1, m_width);
+        m_kernels.CirclePoints(m_points.columns, m_points.rows, &row, 0, static_cast<size_t>(half));
+        FindUnsure(half);
+        for (int32_t x = half; x < m_width; ++x) {
+            // Unsigned because what is unsure is the least number.
+            m_points.columns[x] = static_cast<int32_t>(2 * static_cast<uint32_t>(centre) -
+                                                       static_cast<uint32_t>(m_points.columns[2 * centre - x]));
+            m_points.rows[x] = m_points.rows[2 * centre - x];
+        }
+        for (size_t i = m_points.unsureCount; i-- > 0;) {
+            const int32_t mirrored = 2 * centre - m_points.unsure[i];
+            if (mirrored >= half && mirrored < m_width) m_points.unsure[m_points.unsureCount++] = mirrored;
+        }
+    }
+
+    // From the points of row dy to those of row -dy.
+    void MirrorPoints(int32_t dy) {
+        int32_t *columns = m_points.columns, *rows = m_points.rows;
+        const int32_t across = m_width / 2 * 2, down = m_height / 2 * 2;
+        if (m_mode == 2) {
+            for (size_t i = 0; i < m_points.unsureCount; ++i) columns[m_points.unsure[i]] = vel::kUnsureColumn;
+            // Column 0 has no partner where the width is even.
+            std::reverse(columns + 1 - m_width % 2, columns + m_width);
+            std::reverse(rows + 1 - m_width % 2, rows + m_width);
+            if (m_width % 2 == 0) columns[0] = vel::kUnsureColumn;
+            FindUnsure(m_width);
+            for (int32_t x = 0; x < m_width; ++x) {
+                columns[x] = static_cast<int32_t>(static_cast<uint32_t>(across) - static_cast<uint32_t>(columns[x]));
+            }
+        }
+        if (m_mode < 3) {
+            for (int32_t x = 0; x < m_width; ++x) rows[x] = down - rows[x];
+        }
+        if (m_mode > 3) std::fill_n(rows, m_width, m_height / 2 + dy);
+    }
+
+    // Nearly all pieces of a row have none.
+    void FindUnsure(int32_t width) {
+        constexpr int32_t kPiece = 256;
+        m_points.unsureCount = 0;
+        for (int32_t first = 0; first < width; first += kPiece) {
+            const int32_t end = std::min(first + kPiece, width);
+            int32_t any = 0;
+            for (int32_t x = first; x < end; ++x) any |= m_points.columns[x] == vel::kUnsureColumn;
+            if (!any) continue;
+            for (int32_t x = first; x < end; ++x) {
+                if (m_points.columns[x] == vel::kUnsureColumn) m_points.unsure[m_points.unsureCount++] = x;
+            }
+        }
+    }
+
+    void Write(int32_t y) {
+        for (size_t i = 0; i < m_points.unsureCount; ++i) {
+            const int32_t x = m_points.unsure[i];
+            const CircleMap::Point from = m_map.From(x, y);
+            m_points.columns[x] = static_cast<int32_t>(from.x);
+            m_points.rows[x] = static_cast<int32_t>(from.y);
+        }
+        m_kernels.GatherPoints(m_target.Row(y), static_cast<int>(m_target.PixelBytes()), &m_source, m_points.columns,
+                               m_points.rows, static_cast<size_t>(m_width));
+    }
+
+    const vel::DeformKernels& m_kernels;
+    ImageView m_target;
+    int m_mode;
+    int32_t m_width, m_height;
+    CircleMap m_map;
+    vel::CircleSource m_source;
+    RowPoints m_points;
+};
+
+// Depths that are whole bytes on both sides.
+bool RowsCanBeGathered(uint32_t from, uint32_t to) {
+    return (from == 8 || from == 24 || from == 32) && (to == from || to == 32);
 }
 
-void Deform(const ImageView& target, const ImageView& source, int mode, bool opaque) {
+HRESULT Deform(const ImageView& target, const ImageView& source, int mode, bool opaque) {
     // Sides beyond 2^20 would make the kernel's points less exact than it promises.
     constexpr uint32_t kGreatestSide = 1u << 20;
-    if (static_cast<int32_t>(source.width) <= 0 || static_cast<int32_t>(source.height) <= 0 || !target.bits) return;
-    const GatherFunction gather = GatherOf(source.bitsPerPixel, target.bitsPerPixel);
-    if (!gather || !source.bits || mode < 0 || std::max(source.width, source.height) > kGreatestSide) {
+    if (static_cast<int32_t>(source.width) <= 0 || static_cast<int32_t>(source.height) <= 0 || !target.bits)
+        return S_OK;
+    if (!RowsCanBeGathered(source.bitsPerPixel, target.bitsPerPixel) || !source.bits || mode < 0 ||
+        std::max(source.width, source.height) > kGreatestSide) {
         DeformPixels(target, source, mode, opaque);
-    } else {
-        DeformRows(target, source, mode, opaque, gather);
+        return S_OK;
     }
+    const size_t width = source.width;
+    const vel::ScratchBuffer scratch((3 * width + 1) * sizeof(int32_t));
+    int32_t* points = scratch.As<int32_t>();
+    if (!points) return E_FAIL;
+    CircleRows(target, source, mode, opaque, {points, points + width, points + 2 * width, 0}).Run();
+    return S_OK;
 }
 
 }  // namespace
@@ -177,6 +229,6 @@ HRESULT CVELImageDeform::CircleTransform(IVEL* image, int mode, int opaque) {
     made->Create(target.width, target.height, target.planes, target.bitsPerPixel, target.format);
     uint32_t unused = 0;
     made->GetBits(0, &unused, &target.bits, &target.stride);
-    Deform(target, source, mode, opaque != 0);
+    if (const HRESULT code = Deform(target, source, mode, opaque != 0); Failed(code)) return code;
     return vel::DeliverImage(image, std::move(made), nullptr);
 }

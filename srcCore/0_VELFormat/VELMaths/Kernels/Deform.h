@@ -1,7 +1,7 @@
 // Row kernels of the circular deformations.
 #pragma once
 
-#include "Level.h"
+#include "Sampling.h"
 
 namespace vel {
 
@@ -17,12 +17,26 @@ struct CircleRow {
 // In place of a source column: the formula's value is too near to a whole number to be sure of its truncation.
 static constexpr int32_t kUnsureColumn = -0x7FFFFFFF - 1;
 
+// Where and how the pixels of a deformation are fetched.
+struct CircleSource {
+    SampledPixels pixels;
+    int32_t width, height;
+    uint32_t outside;  // colour word of points outside the source
+    uint32_t opaque;   // bits that every colour from inside gets but one whose alpha is kMarkedAlpha
+};
+// The alpha of colours that lie outside an image.
+static constexpr uint32_t kMarkedAlpha = 1;
+
 #define VEL_DEFORM_KERNELS(X)                                                                                          \
     /* Source columns and rows of the `count` pixels from column `first` on; (-1, -1) where there is none. Where the   \
        column is kUnsureColumn the point has to be found by the stated formula. Elsewhere both agree: the values here  \
        differ from it by less than 1e-6 of a pixel for images of up to 2^20 pixels a side, and values within 1e-5 of a \
        whole number are unsure. */                                                                                     \
-    X(void, CirclePoints, (int32_t * columns, int32_t * rows, const CircleRow* row, int32_t first, size_t count))
+    X(void, CirclePoints, (int32_t * columns, int32_t * rows, const CircleRow* row, int32_t first, size_t count))      \
+    /* dst pixel i of `bytes` bytes (the source's pixel bytes, or 4) = the source pixel at (columns[i], rows[i]). */   \
+    X(void, GatherPoints,                                                                                              \
+      (uint8_t * dst, int bytes, const CircleSource* source, const int32_t* columns, const int32_t* rows,              \
+       size_t count))
 
 VEL_KERNEL_FAMILY(Deform, VEL_DEFORM_KERNELS)
 

@@ -119,3 +119,84 @@ static void CirclePoints(int32_t* columns, int32_t* rows, const CircleRow* row, 
         default: SawToothPoints(columns, rows, row, first, count); break;
     }
 }
+
+// A pixel as a colour word; one byte is a grey. The last pixels of the block are not read as whole words.
+static inline uint32_t LoadColour(const uint8_t* p, const SampledPixels& pixels) {
+    uint32_t word = 0;
+    if (pixels.pixelBytes == 1) return p[0] * 0x00010101u;
+    if (p + 4 <= pixels.end) {
+        memcpy(&word, p, 4);
+    } else {
+        memcpy(&word, p, 3);
+    }
+    return pixels.pixelBytes == 3 ? word & 0x00FFFFFFu : word;
+}
+
+// `bytes` and the source's pixel bytes are constants to the compiler in each of its calls.
+static inline __attribute__((always_inline)) void GatherPlain(uint8_t* dst, int bytes, int fromBytes,
+                                                              const CircleSource& source, const int32_t* columns,
+                                                              const int32_t* rows, size_t count) {
+    SampledPixels pixels = source.pixels;
+    pixels.pixelBytes = fromBytes;
+    const auto width = static_cast<uint32_t>(source.width), height = static_cast<uint32_t>(source.height);
+    for (size_t i = 0; i < count; ++i, dst += bytes) {
+        const bool inside = (static_cast<uint32_t>(columns[i]) < width) & (static_cast<uint32_t>(rows[i]) < height);
+        uint32_t colour = source.outside;
+        if (inside) {
+            colour = LoadColour(pixels.bits + rows[i] * pixels.stride + ptrdiff_t{columns[i]} * fromBytes, pixels);
+            if (colour >> 24 != kMarkedAlpha) colour |= source.opaque;
+        }
+        // Three bytes are written as four where another pixel follows, which writes over the fourth.
+        memcpy(dst, &colour, bytes == 3 && i + 1 < count ? 4 : static_cast<size_t>(bytes));
+    }
+}
+
+#if VEL_AVX512
+static size_t GatherVectors(uint8_t* dst, int bytes, const CircleSource& source, const int32_t* columns,
+                            const int32_t* rows, size_t count) {
+    const SampledPixels& pixels = source.pixels;
+    if (!GathersReach(pixels)) return 0;
+    const __m512i stride = _mm512_set1_epi32(static_cast<int>(pixels.stride));
+    const __m512i last = _mm512_set1_epi32(static_cast<int>(pixels.end - pixels.bits - 4));
+    const __m512i width = _mm512_set1_epi32(source.width), height = _mm512_set1_epi32(source.height);
+    const __m512i outside = _mm512_set1_epi32(static_cast<int>(source.outside));
+    const __m512i opaque = _mm512_set1_epi32(static_cast<int>(source.opaque));
+    const __m512i colours = _mm512_set1_epi32(0x00FFFFFF);
+    size_t i = 0;
+    for (; i + 16 <= count; i += 16, dst += 16 * bytes) {
+        const __m512i column = _mm512_loadu_si512(columns + i), row = _mm512_loadu_si512(rows + i);
+        const __mmask16 inside = _mm512_cmplt_epu32_mask(column, width) & _mm512_cmplt_epu32_mask(row, height);
+        // Points outside fetch the first pixel, which nobody uses.
+        const __m512i offsets = _mm512_maskz_mov_epi32(inside, PixelOffsets(column, row, stride, pixels.pixelBytes));
+        __m512i words = GatherWords(pixels.bits, offsets, last);
+        if (pixels.pixelBytes == 3) words = _mm512_and_si512(words, colours);
+        if (pixels.pixelBytes == 1) {
+            words = _mm512_mullo_epi32(_mm512_and_si512(words, _mm512_set1_epi32(255)), _mm512_set1_epi32(0x00010101));
+        }
+        const __mmask16 unmarked =
+            _mm512_cmpneq_epi32_mask(_mm512_srli_epi32(words, 24), _mm512_set1_epi32(kMarkedAlpha));
+        words = _mm512_mask_or_epi32(words, unmarked, words, opaque);
+        StorePixels(dst, _mm512_mask_mov_epi32(outside, inside, words), bytes);
+    }
+    return i;
+}
+#else
+static inline size_t GatherVectors(uint8_t*, int, const CircleSource&, const int32_t*, const int32_t*, size_t) {
+    return 0;
+}
+#endif
+
+static void GatherPoints(uint8_t* dst, int bytes, const CircleSource* source, const int32_t* columns,
+                         const int32_t* rows, size_t count) {
+    const size_t done = GatherVectors(dst, bytes, *source, columns, rows, count);
+    dst += done * static_cast<size_t>(bytes);
+    columns += done;
+    rows += done;
+    count -= done;
+    const int from = source->pixels.pixelBytes;
+    if (from == 1 && bytes == 1) GatherPlain(dst, 1, 1, *source, columns, rows, count);
+    if (from == 3 && bytes == 3) GatherPlain(dst, 3, 3, *source, columns, rows, count);
+    if (from == 4) GatherPlain(dst, 4, 4, *source, columns, rows, count);
+    if (from == 1 && bytes == 4) GatherPlain(dst, 4, 1, *source, columns, rows, count);
+    if (from == 3 && bytes == 4) GatherPlain(dst, 4, 3, *source, columns, rows, count);
+}

@@ -21,4 +21,15 @@ static inline __m512i PixelOffsets(__m512i column, __m512i row, __m512i stride, 
                                              : column;
     return _mm512_add_epi32(start, within);
 }
+
+// 16 pixels, one in each word, of 1, 3 or 4 bytes.
+static inline void StorePixels(uint8_t* dst, __m512i words, int pixelBytes) {
+    if (pixelBytes == 4) {
+        _mm512_storeu_si512(dst, words);
+    } else if (pixelBytes == 3) {
+        _mm512_mask_storeu_epi8(dst, k48Bytes, _mm512_permutexvar_epi8(kPackPlaces.Load(), words));
+    } else {
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm512_cvtepi32_epi8(words));
+    }
+}
 #endif

@@ -40,17 +40,6 @@ static inline __m512i WalkPoints(int32_t first, int32_t step) {
     return _mm512_add_epi32(_mm512_set1_epi32(first), _mm512_mullo_epi32(number, _mm512_set1_epi32(step)));
 }
 
-// 16 pixels, one in each word, of 1, 3 or 4 bytes.
-static inline void StorePixels(uint8_t* dst, __m512i words, int pixelBytes) {
-    if (pixelBytes == 4) {
-        _mm512_storeu_si512(dst, words);
-    } else if (pixelBytes == 3) {
-        _mm512_mask_storeu_epi8(dst, k48Bytes, _mm512_permutexvar_epi8(kPackPlaces.Load(), words));
-    } else {
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm512_cvtepi32_epi8(words));
-    }
-}
-
 static size_t NearestVectors(uint8_t* dst, const SampledPixels& source, const FixedWalk& walk, size_t count) {
     if (!GathersReach(source) || !HasGather(source.pixelBytes)) return 0;
     const __m512i stride = _mm512_set1_epi32(static_cast<int>(source.stride)), half = _mm512_set1_epi32(128);
