@@ -102,13 +102,15 @@ void AddArithmeticKernels() {
     VEL_KERNEL_CASE(Arithmetic, SubtractRow, r[0], r[1], r[2], kPixels * 3, 1);
 }
 
+template <int kRows>
+void LeastOfRows(const vel::MorphologyKernels& k, Rows& r) {
+    const uint8_t* rows[5] = {r[1], r[2], r[3], r[4], r[1] + 3};
+    k.LeastOfRows(r[0], rows, kRows, kPixels * 3);
+}
+
 void AddWindowKernels() {
-    static constexpr auto least = [](const auto& k, Rows& r, int n) {
-        const uint8_t* rows[5] = {r[1], r[2], r[3], r[4], r[1] + 3};
-        k.LeastOfRows(r[0], rows, n, kPixels * 3);
-    };
-    AddKernel("Morphology.LeastOfRows3", VEL_TABLES(Morphology), [](const auto& k, Rows& r) { least(k, r, 3); });
-    AddKernel("Morphology.LeastOfRows5", VEL_TABLES(Morphology), [](const auto& k, Rows& r) { least(k, r, 5); });
+    AddKernel("Morphology.LeastOfRows3", VEL_TABLES(Morphology), LeastOfRows<3>);
+    AddKernel("Morphology.LeastOfRows5", VEL_TABLES(Morphology), LeastOfRows<5>);
     VEL_KERNEL_CASE(Morphology, ContourRow, r[0], r[1], r[2], r[3], kPixels, 3);
 }
 

@@ -132,12 +132,14 @@ HRESULT Picture::Assign(IVEL* image, int32_t /*flags*/) {
     return S_OK;
 }
 
+// The first row pixel by pixel, the others from it, as the reference host does.
 HRESULT Picture::FillColor(uint32_t colour) {
-    if (m_bitsPerPixel == 32) {
-        cv::Mat(static_cast<int>(m_height), static_cast<int>(m_width), CV_32S, m_store, size_t(m_stride)) =
-            static_cast<int>(colour);
-    } else {
-        Mat() = cv::Scalar(colour & 0xFF, colour >> 8 & 0xFF, colour >> 16 & 0xFF);
+    const size_t pixelBytes = m_bitsPerPixel / 8;
+    for (size_t i = 0; i < m_width * pixelBytes; ++i) {
+        m_store[i] = static_cast<uint8_t>(colour >> 8 * (i % pixelBytes));
+    }
+    for (uint32_t y = 1; y < m_height; ++y) {
+        std::memcpy(m_store + static_cast<size_t>(m_stride) * y, m_store, static_cast<size_t>(m_stride));
     }
     return S_OK;
 }

@@ -377,16 +377,12 @@ HRESULT Image::FillColor(uint32_t colour) {
         pattern[0] = Replicate(index, bits);
     }
 
+    // The first row pixel by pixel, the others from it.
     const size_t rowBytes = m_shape.RowBytes();
+    uint8_t* const first = Row(0, 0);
+    for (size_t i = 0; i < rowBytes; i += patternBytes) std::memcpy(first + i, pattern, patternBytes);
     for (uint32_t p = 0; p < m_shape.planes; ++p) {
-        for (uint32_t y = 0; y < m_shape.height; ++y) {
-            uint8_t* row = Row(y, p);
-            if (patternBytes == 1) {
-                std::memset(row, pattern[0], rowBytes);
-                continue;
-            }
-            for (size_t i = 0; i < rowBytes; i += patternBytes) std::memcpy(row + i, pattern, patternBytes);
-        }
+        for (uint32_t y = p == 0 ? 1 : 0; y < m_shape.height; ++y) std::memcpy(Row(y, p), first, rowBytes);
     }
     return S_OK;
 }
