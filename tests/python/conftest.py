@@ -1,10 +1,12 @@
 """What the tests of the package share."""
 import os
+import sys
 
 import numpy as np
 import pytest
 
 SOURCE = os.environ.get("VEL_SOURCE", os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", ".."))
+sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "models"))
 
 # Every operation with arguments that let it act on a small picture. Further images are made like the first.
 CALLS = {

@@ -3,17 +3,13 @@
 Equal to the byte unless a test says otherwise.
 """
 import ctypes
-import os
-import sys
 
 import numpy as np
 import pytest
 
+import rules  # conftest puts its folder on the path
 import velmaths
 from conftest import photo
-
-sys.path.insert(0, os.path.join(os.path.dirname(os.path.abspath(__file__)), "..", "models"))
-import rules  # noqa: E402
 
 pytestmark = pytest.mark.filterwarnings("ignore::velmaths.Note")
 same = np.testing.assert_array_equal
