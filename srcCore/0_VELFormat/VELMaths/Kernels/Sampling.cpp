@@ -3,6 +3,7 @@
 namespace vel {
 namespace {
 #include "Bytes.inl"
+#include "Floats.inl"
 #include "Gather.inl"
 #include "TapCurves.inl"
 #include "TapSeries.inl"

@@ -184,7 +184,7 @@ static void AccumulatePlain(uint32_t* colours, uint32_t* doubts, const SampledPi
     }
 }
 
-#if VEL_AVX512
+#if VEL_VECTOR
 #include "SamplingVector.inl"
 #else
 template <int kPixelBytes, int kTaps, bool kGuarded>

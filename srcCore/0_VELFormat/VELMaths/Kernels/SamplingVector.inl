@@ -1,5 +1,36 @@
-// Weighted sums of 16 positions at once, one in each lane of a register: a lane's sum takes its terms in their order.
+// Weighted sums of as many positions at once as the level has lanes, one position in each lane: a lane's sum takes its
+// terms in their order.
 
+static constexpr size_t kLanes = sizeof(Floats) / sizeof(float);
+
+// The first n lanes, the others 0.
+static inline Floats LoadLanes(const float* p, size_t n) {
+#if !VEL_AVX512
+    if (n == kLanes) return VEL_BYTES_OP(loadu_ps)(p);
+    alignas(Floats) float lanes[kLanes] = {};
+    for (size_t i = 0; i < n; ++i) lanes[i] = p[i];
+    return VEL_BYTES_OP(load_ps)(lanes);
+#else
+    return _mm512_castsi512_ps(LoadFirst(p, n * sizeof(float)));
+#endif
+}
+
+static inline Floats Magnitudes(Floats a) { return VEL_BYTES_OP(andnot_ps)(SplatFloat(-0.0f), a); }
+
+// 1 where a <= b, else 0.
+static inline Bytes NotAbove(Floats a, Floats b) {
+#if VEL_AVX512
+    return _mm512_maskz_set1_epi32(_mm512_cmp_ps_mask(a, b, _CMP_LE_OQ), 1);
+#elif VEL_AVX2
+    return _mm256_srli_epi32(_mm256_castps_si256(_mm256_cmp_ps(a, b, _CMP_LE_OQ)), 31);
+#else
+    return _mm_srli_epi32(_mm_castps_si128(_mm_cmple_ps(a, b)), 31);
+#endif
+}
+
+// Four pixels from each position's place on; Channel() is one byte of one column of them all. Grey pixels read 4 bytes,
+// the others 16.
+#if VEL_AVX512
 // 16 bytes from each of four positions, one in each quarter.
 static inline __m512i LoadQuarters(const uint8_t* bits, const int64_t* offsets) {
     const auto load = [&](int i) { return _mm_loadu_si128(reinterpret_cast<const __m128i*>(bits + offsets[i])); };
@@ -32,129 +63,154 @@ static constexpr BytePlaces kChannelPlaces[2][4] = {
     {ChannelPlaces(0, 0), ChannelPlaces(0, 1), ChannelPlaces(0, 2), ChannelPlaces(0, 3)},
     {ChannelPlaces(1, 0), ChannelPlaces(1, 1), ChannelPlaces(1, 2), ChannelPlaces(1, 3)}};
 
-static inline __m512 LowByteChannel(__m512i first, __m512i places, __m512i second) {
-    return _mm512_cvtepi32_ps(_mm512_maskz_permutex2var_epi8(0x1111111111111111ull, first, places, second));
-}
+template <int kPixelBytes>
+struct ColumnGroup {
+    __m512i first[2], second[2];
 
-static inline __m512i BytesOfSums(__m512 sums) {
-    const __m512 clamped = _mm512_min_ps(_mm512_max_ps(sums, _mm512_setzero_ps()), _mm512_set1_ps(255.0f));
-    return _mm512_cvttps_epi32(clamped);
-}
-
-// NearStep for 16 sums.
-static inline __mmask16 NearSteps(__m512 sums, __m512 tolerance) {
-    const __m512 low = _mm512_max_ps(sums, _mm512_setzero_ps()), capped = _mm512_min_ps(low, _mm512_set1_ps(255.25f));
-    const __m512 step = _mm512_cvtepi32_ps(_mm512_cvttps_epi32(_mm512_add_ps(capped, _mm512_set1_ps(0.5f))));
-    return _mm512_cmp_ps_mask(step, _mm512_set1_ps(1.0f), _CMP_GE_OQ) &
-           _mm512_cmp_ps_mask(_mm512_abs_ps(_mm512_sub_ps(sums, step)), tolerance, _CMP_LE_OQ);
-}
-
-// The sums of 16 positions, kept as SumTolerance and NearStep have it for one.
-template <int kChannels, int kTaps, bool kGuarded>
-struct GuardedChannels {
-    __m512 sums[kChannels];
-    __m512 columns, rows, partial;
-
-    GuardedChannels(const TapRun& taps, size_t k, __mmask16 lanes)
-        : columns(_mm512_setzero_ps()), rows(_mm512_setzero_ps()), partial(_mm512_setzero_ps()) {
-        for (int c = 0; c < kChannels; ++c) sums[c] = _mm512_setzero_ps();
-        for (size_t i = 0; kGuarded && i < kTaps; ++i) {
-            const __m512 weight = _mm512_maskz_loadu_ps(lanes, taps.columns + i * taps.columnPitch + k);
-            columns = _mm512_add_ps(columns, _mm512_abs_ps(weight));
+    ColumnGroup(const uint8_t* at, const int64_t* offsets) {
+        const BytePlaces(&pair)[2] = kPixelBytes == 3 ? kPairPlaces3 : kPairPlaces4;
+        const __m512i a = LoadQuarters(at, offsets), b = LoadQuarters(at, offsets + 4);
+        const __m512i c = LoadQuarters(at, offsets + 8), d = LoadQuarters(at, offsets + 12);
+        for (int half = 0; half < 2; ++half) {
+            first[half] = _mm512_permutex2var_epi8(a, pair[half].Load(), b);
+            second[half] = _mm512_permutex2var_epi8(c, pair[half].Load(), d);
         }
     }
-    void EndRow(__m512 rowWeights) {
-        if (!kGuarded) return;
-        __m512 largest = _mm512_abs_ps(sums[0]);
-        for (int c = 1; c < kChannels; ++c) largest = _mm512_max_ps(largest, _mm512_abs_ps(sums[c]));
-        partial = _mm512_add_ps(partial, largest);
-        rows = _mm512_add_ps(rows, _mm512_abs_ps(rowWeights));
+    Floats Channel(int column, int channel) const {
+        const __m512i places = kChannelPlaces[column % 2][channel].Load();
+        return FloatsOf(
+            _mm512_maskz_permutex2var_epi8(0x1111111111111111ull, first[column / 2], places, second[column / 2]));
     }
-    __m512i Colours() const {
-        if (kChannels == 1) return _mm512_mullo_epi32(BytesOfSums(sums[0]), _mm512_set1_epi32(0x010101));
-        __m512i colours = BytesOfSums(sums[0]);
-        for (int c = 1; c < kChannels; ++c) {
-            colours = _mm512_or_si512(colours, _mm512_slli_epi32(BytesOfSums(sums[c]), static_cast<unsigned>(8 * c)));
-        }
-        return colours;
+};
+#else
+// The words of the four quarters of four registers, exchanged: word i of all of them in columns[i]. At avx2 in each
+// half.
+static inline void ExchangeWords(Bytes* columns, Bytes a, Bytes b, Bytes c, Bytes d) {
+    const Bytes low01 = VEL_BYTES_OP(unpacklo_epi32)(a, b), high01 = VEL_BYTES_OP(unpackhi_epi32)(a, b);
+    const Bytes low23 = VEL_BYTES_OP(unpacklo_epi32)(c, d), high23 = VEL_BYTES_OP(unpackhi_epi32)(c, d);
+    columns[0] = VEL_BYTES_OP(unpacklo_epi64)(low01, low23);
+    columns[1] = VEL_BYTES_OP(unpackhi_epi64)(low01, low23);
+    columns[2] = VEL_BYTES_OP(unpacklo_epi64)(high01, high23);
+    columns[3] = VEL_BYTES_OP(unpackhi_epi64)(high01, high23);
+}
+
+// Four pixels of one position as words; at avx2 those of the position four further in the upper half.
+template <int kPixelBytes>
+static inline Bytes LoadPixels(const uint8_t* at, const int64_t* offsets) {
+    const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + offsets[0]));
+#if VEL_AVX2
+    const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at + offsets[4]));
+    const __m256i both = _mm256_inserti128_si256(_mm256_castsi128_si256(low), high, 1);
+    if (kPixelBytes == 4) return both;
+    const __m128i places = _mm_set_epi8(-1, 11, 10, 9, -1, 8, 7, 6, -1, 5, 4, 3, -1, 2, 1, 0);
+    return _mm256_shuffle_epi8(both, _mm256_broadcastsi128_si256(places));
+#else
+    if (kPixelBytes == 4) return low;
+    const __m128i left = _mm_unpacklo_epi32(low, _mm_srli_si128(low, 3));
+    return _mm_unpacklo_epi64(left, _mm_unpacklo_epi32(_mm_srli_si128(low, 6), _mm_srli_si128(low, 9)));
+#endif
+}
+
+template <int kPixelBytes>
+struct ColumnGroup {
+    Bytes columns[4];
+
+    ColumnGroup(const uint8_t* at, const int64_t* offsets) {
+        ExchangeWords(columns, LoadPixels<kPixelBytes>(at, offsets), LoadPixels<kPixelBytes>(at, offsets + 1),
+                      LoadPixels<kPixelBytes>(at, offsets + 2), LoadPixels<kPixelBytes>(at, offsets + 3));
     }
-    __mmask16 Doubtful() const {
-        const auto constant = [](float value) { return _mm512_set1_ps(value); };
-        const __m512 weights = _mm512_mul_ps(_mm512_mul_ps(constant(255.0f), columns), rows);
-        const __m512 both = _mm512_add_ps(_mm512_add_ps(columns, rows), constant(kSeriesDeviation));
-        const __m512 deviation = _mm512_mul_ps(constant(255.0f * kSeriesDeviation), both);
-        const __m512 rounding =
-            _mm512_add_ps(_mm512_mul_ps(constant(kTaps), partial), _mm512_mul_ps(constant(kTaps + 2), weights));
-        const __m512 tolerance = _mm512_mul_ps(
-            constant(1.05f), _mm512_add_ps(_mm512_mul_ps(constant(2.0f / 16777216.0f), rounding), deviation));
-        __mmask16 doubtful = 0;
-        for (int c = 0; c < kChannels; ++c) doubtful |= NearSteps(sums[c], tolerance);
-        return doubtful;
+    Floats Channel(int column, int channel) const {
+        return FloatsOf(And(VEL_BYTES_OP(srli_epi32)(columns[column], 8 * channel), Splat32(255)));
+    }
+};
+#endif
+
+// A word holds four columns of one position.
+template <>
+struct ColumnGroup<1> {
+    Bytes words;
+
+    ColumnGroup(const uint8_t* at, const int64_t* offsets) {
+        alignas(Bytes) int32_t loaded[kLanes];
+        for (size_t i = 0; i < kLanes; ++i) memcpy(loaded + i, at + offsets[i], 4);
+        words = LoadBytes(loaded);
+    }
+    Floats Channel(int column, int /*channel*/) const {
+        return FloatsOf(And(VEL_BYTES_OP(srli_epi32)(words, static_cast<unsigned>(8 * column)), Splat32(255)));
     }
 };
 
-// Pixels of 3 or 4 bytes. A row is read in groups of four pixels, 16 bytes at a time, so 3-byte pixels have 4 bytes
-// after the last tap read.
-template <int kPixelBytes, int kTaps, bool kGuarded>
-struct VectorSums : GuardedChannels<kPixelBytes, kTaps, kGuarded> {
-    static constexpr int kOverread = 4 * (4 - kPixelBytes);
+static inline Bytes BytesOfSums(Floats sums) {
+    const Floats low = VEL_BYTES_OP(max_ps)(sums, SplatFloat(0));
+    return VEL_BYTES_OP(cvttps_epi32)(VEL_BYTES_OP(min_ps)(low, SplatFloat(255)));
+}
 
-    VectorSums(const SampledPixels& source, const TapRun& taps, const int64_t* offsets, size_t k, __mmask16 lanes)
-        : GuardedChannels<kPixelBytes, kTaps, kGuarded>(taps, k, lanes) {
-        const BytePlaces(&pair)[2] = kPixelBytes == 3 ? kPairPlaces3 : kPairPlaces4;
+// NearStep for all lanes: 1 or 0.
+static inline Bytes NearSteps(Floats sums, Floats tolerance) {
+    const Floats low = VEL_BYTES_OP(max_ps)(sums, SplatFloat(0));
+    const Floats capped = VEL_BYTES_OP(min_ps)(low, SplatFloat(255.25f));
+    const Floats step = FloatsOf(VEL_BYTES_OP(cvttps_epi32)(Add(capped, SplatFloat(0.5f))));
+    const Floats off = Magnitudes(VEL_BYTES_OP(sub_ps)(sums, step));
+    return And(NotAbove(SplatFloat(1), step), NotAbove(off, tolerance));
+}
+
+// The sums of a register's positions, kept as SumTolerance and NearStep have it for one. A row is read in groups of
+// four pixels, 16 bytes at a time, so 3-byte pixels have 4 bytes after the last tap read.
+template <int kPixelBytes, int kTaps, bool kGuarded>
+struct VectorSums {
+    static constexpr int kOverread = kPixelBytes == 3 ? 4 : 0;
+
+    Floats sums[kPixelBytes];
+    Floats columns = SplatFloat(0), rows = SplatFloat(0), partial = SplatFloat(0);
+
+    VectorSums(const SampledPixels& source, const TapRun& taps, const int64_t* offsets, size_t k, size_t lanes) {
+        for (Floats& sum : sums) sum = SplatFloat(0);
+        for (size_t i = 0; kGuarded && i < kTaps; ++i) {
+            columns = Add(columns, Magnitudes(LoadLanes(taps.columns + i * taps.columnPitch + k, lanes)));
+        }
         const uint8_t* row = source.bits;
-        for (int j = 0; j < kTaps; ++j, row += source.stride) {
-            const __m512 rowWeights =
-                _mm512_maskz_loadu_ps(lanes, taps.rows + static_cast<size_t>(j) * taps.rowPitch + k);
+        for (size_t j = 0; j < kTaps; ++j, row += source.stride) {
+            const Floats rowWeights = LoadLanes(taps.rows + j * taps.rowPitch + k, lanes);
             const float* columnWeights = taps.columns + k;
             for (int group = 0; group < kTaps / 4; ++group) {
-                const uint8_t* at = row + group * 4 * kPixelBytes;
-                const __m512i a = LoadQuarters(at, offsets), b = LoadQuarters(at, offsets + 4);
-                const __m512i c4 = LoadQuarters(at, offsets + 8), d = LoadQuarters(at, offsets + 12);
-                for (int half = 0; half < 2; ++half) {
-                    const __m512i first = _mm512_permutex2var_epi8(a, pair[half].Load(), b);
-                    const __m512i second = _mm512_permutex2var_epi8(c4, pair[half].Load(), d);
-                    for (int column = 0; column < 2; ++column, columnWeights += taps.columnPitch) {
-                        const __m512 weight = _mm512_mul_ps(_mm512_maskz_loadu_ps(lanes, columnWeights), rowWeights);
-                        for (int c = 0; c < kPixelBytes; ++c) {
-                            const __m512 value = LowByteChannel(first, kChannelPlaces[column][c].Load(), second);
-                            this->sums[c] = _mm512_add_ps(this->sums[c], _mm512_mul_ps(weight, value));
-                        }
+                const ColumnGroup<kPixelBytes> pixels(row + group * 4 * kPixelBytes, offsets);
+                for (int column = 0; column < 4; ++column, columnWeights += taps.columnPitch) {
+                    const Floats weight = Multiply(LoadLanes(columnWeights, lanes), rowWeights);
+                    for (int c = 0; c < kPixelBytes; ++c) {
+                        sums[c] = Add(sums[c], Multiply(weight, pixels.Channel(column, c)));
                     }
                 }
             }
-            this->EndRow(rowWeights);
+            if (kGuarded) EndRow(rowWeights);
         }
     }
-};
-
-// Grey pixels: a word holds four columns of one position.
-template <int kTaps, bool kGuarded>
-struct VectorSums<1, kTaps, kGuarded> : GuardedChannels<1, kTaps, kGuarded> {
-    static constexpr int kOverread = 0;
-
-    VectorSums(const SampledPixels& source, const TapRun& taps, const int64_t* offsets, size_t k, __mmask16 lanes)
-        : GuardedChannels<1, kTaps, kGuarded>(taps, k, lanes) {
-        const __m512i low = _mm512_loadu_si512(offsets), high = _mm512_loadu_si512(offsets + 8);
-        const uint8_t* row = source.bits;
-        const __m512i byte = _mm512_set1_epi32(0xFF);
-        for (int j = 0; j < kTaps; ++j, row += source.stride) {
-            const __m512 rowWeights =
-                _mm512_maskz_loadu_ps(lanes, taps.rows + static_cast<size_t>(j) * taps.rowPitch + k);
-            const float* columnWeights = taps.columns + k;
-            for (int group = 0; group < kTaps / 4; ++group) {
-                const __m256i first = _mm512_i64gather_epi32(low, row + group * 4, 1);
-                const __m256i second = _mm512_i64gather_epi32(high, row + group * 4, 1);
-                __m512i words = _mm512_inserti64x4(_mm512_castsi256_si512(first), second, 1);
-                for (int column = 0; column < 4; ++column, columnWeights += taps.columnPitch) {
-                    const __m512 weight = _mm512_mul_ps(_mm512_maskz_loadu_ps(lanes, columnWeights), rowWeights);
-                    const __m512 value = _mm512_cvtepi32_ps(_mm512_and_si512(words, byte));
-                    this->sums[0] = _mm512_add_ps(this->sums[0], _mm512_mul_ps(weight, value));
-                    words = _mm512_srli_epi32(words, 8);
-                }
-            }
-            this->EndRow(rowWeights);
+    void EndRow(Floats rowWeights) {
+        Floats largest = Magnitudes(sums[0]);
+        for (int c = 1; c < kPixelBytes; ++c) largest = VEL_BYTES_OP(max_ps)(largest, Magnitudes(sums[c]));
+        partial = Add(partial, largest);
+        rows = Add(rows, Magnitudes(rowWeights));
+    }
+    Bytes Colours() const {
+        const Bytes first = BytesOfSums(sums[0]);
+        if (kPixelBytes == 1) {
+            return Or(first, Or(VEL_BYTES_OP(slli_epi32)(first, 8), VEL_BYTES_OP(slli_epi32)(first, 16)));
         }
+        Bytes colours = first;
+        for (int c = 1; c < kPixelBytes; ++c) {
+            colours = Or(colours, VEL_BYTES_OP(slli_epi32)(BytesOfSums(sums[c]), static_cast<unsigned>(8 * c)));
+        }
+        return colours;
+    }
+    Bytes Doubtful() const {
+        const Floats weights = Multiply(Multiply(SplatFloat(255), columns), rows);
+        const Floats both = Add(Add(columns, rows), SplatFloat(kSeriesDeviation));
+        const Floats deviation = Multiply(SplatFloat(255.0f * kSeriesDeviation), both);
+        const Floats rounding = Add(Multiply(SplatFloat(kTaps), partial), Multiply(SplatFloat(kTaps + 2), weights));
+        const Floats tolerance =
+            Multiply(SplatFloat(1.05f), Add(Multiply(SplatFloat(2.0f / 16777216.0f), rounding), deviation));
+        Bytes doubtful = NearSteps(sums[0], tolerance);
+        for (int c = 1; c < kPixelBytes; ++c) doubtful = Or(doubtful, NearSteps(sums[c], tolerance));
+        return doubtful;
     }
 };
 
@@ -164,29 +220,25 @@ static void AccumulateRun(uint32_t* colours, uint32_t* doubts, const SampledPixe
     using Sums = VectorSums<kPixelBytes, kTaps, kGuarded>;
     // From the first tap to the end of what is read of the row that lies highest in memory.
     const ptrdiff_t lastRow = source.stride > 0 ? (kTaps - 1) * source.stride : 0;
-    const int64_t highest = source.end - source.bits - lastRow - kTaps * kPixelBytes - Sums::kOverread;
-    const __m512i limit = _mm512_set1_epi64(highest);
-    for (size_t k = 0; k < count; k += 16) {
-        const size_t size = count - k < 16 ? count - k : 16;
-        const int64_t* offsets = taps.offsets + k;
-        int64_t padded[16];
-        if (size < 16) {
-            // Lanes beyond the run sample its first position with weights of 0.
-            for (size_t i = 0; i < 16; ++i) padded[i] = offsets[i < size ? i : 0];
-            offsets = padded;
+    const int64_t limit = source.end - source.bits - lastRow - kTaps * kPixelBytes - Sums::kOverread;
+    for (size_t k = 0; k < count; k += kLanes) {
+        const size_t size = count - k < kLanes ? count - k : kLanes;
+        // Lanes beyond the run sample its first position with weights of 0.
+        int64_t offsets[kLanes];
+        bool beyond = false;
+        for (size_t i = 0; i < kLanes; ++i) {
+            offsets[i] = taps.offsets[k + (i < size ? i : 0)];
+            beyond |= offsets[i] > limit;
         }
-        const __m512i low = _mm512_loadu_si512(offsets), high = _mm512_loadu_si512(offsets + 8);
-        if (_mm512_cmpgt_epi64_mask(_mm512_max_epi64(low, high), limit)) {
+        if (beyond) {
             AccumulatePlain<kPixelBytes, kTaps, kGuarded>(colours, doubts, source, taps, k, k + size);
             continue;
         }
-        const auto lanes = static_cast<__mmask16>(0xFFFFu >> (16 - size));
-        const Sums sums(source, taps, offsets, k, lanes);
-        _mm512_mask_storeu_epi32(colours + k, lanes, sums.Colours());
+        const Sums sums(source, taps, offsets, k, size);
+        StoreFirst(colours + k, sums.Colours(), size * sizeof(uint32_t));
         if (kGuarded) {
-            const __m512i old = _mm512_maskz_loadu_epi32(lanes, doubts + k);
-            const __m512i added = _mm512_add_epi32(old, _mm512_maskz_set1_epi32(sums.Doubtful(), 1));
-            _mm512_mask_storeu_epi32(doubts + k, lanes, added);
+            const Bytes old = LoadFirst(doubts + k, size * sizeof(uint32_t));
+            StoreFirst(doubts + k, VEL_BYTES_OP(add_epi32)(old, sums.Doubtful()), size * sizeof(uint32_t));
         }
     }
 }
