@@ -86,17 +86,24 @@ static void TapOffsets(int64_t* offsets, const SampledPixels* pixels, const floa
     }
 }
 
+// Arguments that the compiler may take to be apart, which local pointers are not to every one.
 template <class Curve>
-static void WeighTaps(float* weights, size_t pitch, const float* positions, size_t count) {
+static void WeighTaps(float* __restrict first, float* __restrict second, float* __restrict third,
+                      float* __restrict fourth, const float* __restrict positions, size_t count) {
     for (size_t i = 0; i < count; ++i) {
         const float position = positions[i];
         // Sums of whole numbers round to single precision as the numbers themselves would.
         const auto cell = static_cast<float>(static_cast<int32_t>(position));
-        weights[i] = Curve::template Tap<0>((cell - 1) - position);
-        weights[pitch + i] = Curve::template Tap<1>(cell - position);
-        weights[2 * pitch + i] = Curve::template Tap<2>((cell + 1) - position);
-        weights[3 * pitch + i] = Curve::template Tap<3>((cell + 2) - position);
+        first[i] = Curve::template Tap<0>((cell - 1) - position);
+        second[i] = Curve::template Tap<1>(cell - position);
+        third[i] = Curve::template Tap<2>((cell + 1) - position);
+        fourth[i] = Curve::template Tap<3>((cell + 2) - position);
     }
+}
+
+template <class Curve>
+static void WeighTaps(float* weights, size_t pitch, const float* positions, size_t count) {
+    WeighTaps<Curve>(weights, weights + pitch, weights + 2 * pitch, weights + 3 * pitch, positions, count);
 }
 
 static void TapWeights(float* weights, size_t pitch, const float* positions, size_t count, int curve) {
