@@ -324,10 +324,10 @@ SAMPLING = {
 }
 
 
-def rotation(size, angle, keep_size):
-    """Size of the turned image, and where each of its pixels comes from."""
+def rotation(size, angle, keep_size, turn=None):
+    """Where each pixel of the turned image comes from. `turn`, in radians, is the other way round than degrees."""
     width, height = size
-    turn = float(SINGLE(SINGLE(-angle) * SINGLE(1.5707964) / SINGLE(90)))
+    turn = float(SINGLE(SINGLE(-angle) * SINGLE(1.5707964) / SINGLE(90))) if turn is None else turn
     cosine, sine = SINGLE(math.cos(turn)), SINGLE(math.sin(turn))
     x = np.array([-0.5, width - 0.5, -0.5, width - 0.5], SINGLE)
     y = np.array([-0.5, -0.5, height - 0.5, height - 0.5], SINGLE)
@@ -341,8 +341,67 @@ def rotation(size, angle, keep_size):
     if keep_size:
         offset_x, offset_y = offset_x - SINGLE(width * 0.5), offset_y - SINGLE(height * 0.5)
         back_x, back_y = SINGLE(new_width * 0.5), SINGLE(new_height * 0.5)
-    ox, oy = np.meshgrid(offset_x + np.arange(new_width, dtype=SINGLE), offset_y + np.arange(new_height, dtype=SINGLE))
+    ox, oy = np.meshgrid(_counted(offset_x, new_width), _counted(offset_y, new_height))
     return ox * cosine + oy * sine + back_x, oy * cosine - ox * sine + back_y
+
+
+def turned_onto(image, onto, angle, transparent):
+    """The nearest pixels of the image turned by radians, onto a page; alpha blends, or a colour stays away."""
+    height, width = image.shape[:2]
+    x, y = rotation((width, height), None, False, turn=angle)
+    x, y = (a[:onto.shape[0], :onto.shape[1]] for a in (x, y))
+    sample = picked(image, np.trunc(x + SINGLE(0.5)).astype(int), np.trunc(y + SINGLE(0.5)).astype(int))
+    page = onto[:x.shape[0], :x.shape[1]]
+    inside = (x >= 0) & (y >= 0) & (x <= width) & (y <= height)
+    result = onto.copy()
+    if image.shape[2] == 3:
+        inside &= ~at_key(sample, transparent)
+        result[:x.shape[0], :x.shape[1]][inside] = sample[inside]
+        return result
+    alpha = sample[..., 3:].astype(float)
+    near, far = (alpha / 255).astype(SINGLE), ((255 - alpha) / 255).astype(SINGLE)
+    mixed = np.trunc(colours(sample).astype(SINGLE) * near + colours(page).astype(SINGLE) * far)
+    result[:x.shape[0], :x.shape[1]][inside] = np.dstack([mixed, alpha]).astype(np.uint8)[inside]
+    return result
+
+
+def _counted(start, count):
+    """start, start + 1, ... each from the one before, in single precision."""
+    steps = np.ones(count, SINGLE)
+    steps[:1] = start
+    return np.add.accumulate(steps, dtype=SINGLE)
+
+
+def _walk(start, end, step):
+    """First point and step of a walk along a line, in 256ths."""
+    count = math.dist(start, end) / step
+    return [(int(a * 256 + 0.5), int((b - a) / count * 256 + 0.5)) for a, b in zip(start, end)]
+
+
+def straightened(image, corners, size, interpolate):
+    """A quadrilateral (top left, top right, bottom left, bottom right) as a rectangle, walked in 256ths of a pixel."""
+    wide = image if image.ndim == 3 else image[..., None]
+    source = wide.astype(int)
+    top_left, top_right, bottom_left, bottom_right = corners
+    result = np.zeros((size[1], size[0]) + wide.shape[2:], np.uint8)
+    left = _walk(top_left, bottom_left, math.dist(top_left, bottom_left) / size[1])
+    right = _walk(top_right, bottom_right, math.dist(top_right, bottom_right) / size[1])
+    for row in range(size[1]):
+        ends = [[at + row * step for at, step in line] for line in (left, right)]
+        ends = [[int(v / 256) if image.ndim == 2 else v / 256 for v in end] for end in ends]
+        (x, step_x), (y, step_y) = _walk(ends[0], ends[1], math.dist(*ends) / size[0])
+        for column in range(size[0]):
+            px, py = (x + 128) >> 8, (y + 128) >> 8
+            if x + 128 >= 256 and y + 128 >= 256 and px <= image.shape[1] - 2 and py <= image.shape[0] - 2:
+                if image.ndim == 2 or not interpolate:
+                    result[row, column] = source[py, px]
+                else:
+                    fx, fy, ix, iy = x & 255, y & 255, x >> 8, y >> 8
+                    total = (source[iy, ix] * (512 - fy - fx) + source[iy, ix + 1] * (256 - fy + fx) +
+                             source[iy + 1, ix] * (256 - fx + fy) + source[iy + 1, ix + 1] * (fy + fx))
+                    result[row, column] = ((total >> 2) + 128) >> 8
+            x, y = x + step_x, y + step_y
+    return result if image.ndim == 3 else result[..., 0]
 
 
 def rotated(image, angle, method, keep_size):

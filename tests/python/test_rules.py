@@ -3,6 +3,7 @@
 Equal to the byte unless a test says otherwise.
 """
 import ctypes
+import math
 
 import numpy as np
 import pytest
@@ -216,6 +217,27 @@ def test_circle_transform(case, mode):
     same(case.run("circle_transform", mode=mode), rules.circled(case.pixels, mode))
 
 
+@pytest.mark.parametrize("angle", [0.0, 23.0, -64.5, 142.75])
+@pytest.mark.parametrize("kind", ["rgb", "bgr", "rgba", "bgra"])
+@pytest.mark.parametrize("size", [(1, 1), (9, 12), (26, 19)])
+def test_rotate_paste(kind, size, angle):
+    case, onto = Case(kind, size), Case(kind, (21, 23), 2)
+    same(case.run("rotate_paste", onto.image, angle=angle, method="nearest_neighbour", transparent=(7, 8, 9)),
+         rules.turned_onto(case.pixels, onto.pixels, angle * math.pi / 180, (7, 8, 9)))
+
+
+@pytest.mark.parametrize("interpolate", [True, False])
+@pytest.mark.parametrize("corners, size", [([(2, 1), (17, 2), (1, 18), (20, 19)], (13, 11)),
+                                           ([(1.5, 1.25), (20.75, 3), (4, 17.5), (15, 15)], (30, 25)),
+                                           ([(18, 17), (3, 16), (19, 2), (2, 1)], (9, 9)),
+                                           ([(0, 0), (30, 0), (0, 22), (30, 22)], (30, 22))])
+def test_quad(kind, corners, size, interpolate):
+    case = Case(kind, (23, 31))
+    named = dict(zip(("top_left", "top_right", "bottom_left", "bottom_right"), corners))
+    same(case.run("quad", **named, size=size, interpolate=interpolate),
+         rules.straightened(case.pixels, corners, size, interpolate))
+
+
 @pytest.mark.parametrize("method", ["nearest_neighbour", "integer_bilinear"] + list(rules.SAMPLING))
 @pytest.mark.parametrize("kind", ["rgb", "bgra"])
 @pytest.mark.parametrize("angle, keep_size", [(30, False), (-77, True)])
@@ -379,3 +401,39 @@ def test_scale():
         same(velmaths.scale(colour, depth=24, **arguments), each)
         whole = np.trunc(counts * float(factor)) + int(offset)
         same(velmaths.scale8(counts, factor=float(factor), offset=int(offset)), np.clip(whole, 0, 255))
+
+
+# --- 1 and 4 bits: greys 0 to 15, of which the result's low bits are kept
+
+LOW = {"erode": lambda i: rules.eroded(i, 3), "dilate": lambda i: rules.dilated(i, 3), "edge": lambda i: rules.edges(i, 3),
+       "contour": rules.contour, "median": lambda i: rules.middle_keys(i, 3, 0),
+       "shift_rgb": lambda i: rules.shifted(i, [20, -9, 3]), "colorize": lambda i: rules.colourised(i, 40, 200, 0.6, 0),
+       "skew": lambda i: rules.skewed(i, 0.3, 0.1, (0, 0)), "circle_transform": lambda i: rules.circled(i, "swirl"),
+       "flip": lambda i: i[::-1], "threshold": np.zeros_like,
+       "filter": lambda i: rules.convolved(i, [[1, 2, 1], [2, 4, -3], [1, 2, 1]], 2, 4),
+       **{name: lambda i, n=name: rules.convolved(i, *rules.FIXED_KERNELS[n]) for name in rules.FIXED_KERNELS}}
+ARGUMENTS = {"shift_rgb": {"red": 3, "green": -9, "blue": 20}, "colorize": {"hue": 40, "saturation": 200, "blend": 0.6},
+             "skew": {"x_factor": 0.3, "y_factor": 0.1}, "circle_transform": {"mode": "swirl"},
+             "filter": {"kernel": [[1, 2, 1], [2, 4, -3], [1, 2, 1]], "divisor": 2, "offset": 4}}
+
+
+@pytest.mark.parametrize("bits", [1, 4])
+@pytest.mark.parametrize("name", sorted(LOW))
+@pytest.mark.parametrize("size", [(1, 1), (5, 7), (12, 19)])
+def test_low_depths(name, size, bits):
+    indexes = np.random.default_rng(bits).integers(0, 2 ** bits, size, dtype=np.uint8)
+    image = velmaths.Image.from_indexes(indexes, bits)
+    result = getattr(velmaths, name)(image, **ARGUMENTS.get(name, {}))
+    same(result.indexes(), LOW[name](indexes).astype(np.uint8) & (2 ** bits - 1))
+    same(image.indexes(), indexes)
+
+
+@pytest.mark.parametrize("bits", [1, 4, 8])
+def test_palettes(bits):
+    indexes = np.random.default_rng(bits).integers(0, 2 ** bits, (6, 9), dtype=np.uint8)
+    palette = np.random.default_rng(9).integers(0, 256, (2 ** bits, 3), dtype=np.uint8)
+    image = velmaths.Image.from_indexes(indexes, bits, palette=palette)
+    same(image.to_array(), palette[indexes])
+    if bits == 8:  # an opaque alpha is not written through a palette
+        same(velmaths.increase_bpp(image, depth=24).to_array(), palette[indexes])
+        same(velmaths.increase_bpp(image, depth=32).to_array(), np.dstack([palette[indexes], np.zeros((6, 9), np.uint8)]))
