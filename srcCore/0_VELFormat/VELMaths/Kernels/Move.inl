@@ -19,6 +19,18 @@ static inline void MirrorPixels(uint8_t* dst, const uint8_t* src, size_t pixels,
     }
 }
 
+static inline void TransposePixels(uint8_t* dst, ptrdiff_t dstStride, const uint8_t* src, ptrdiff_t srcStride,
+                                   size_t rows, size_t columns, size_t bytes) {
+    for (size_t r = 0; r < rows; ++r, dst += dstStride, src += bytes) {
+        const uint8_t* from = src;
+        for (size_t c = 0; c < columns; ++c, from += srcStride) memcpy(dst + c * bytes, from, bytes);
+    }
+}
+
+#if VEL_VECTOR && !VEL_AVX512
+#include "MoveShuffles.inl"
+#endif
+
 #if VEL_AVX512
 // The whole pixels of a register in reverse order, first of them at byte 0.
 static constexpr BytePlaces MirrorPlaces(int pixelBytes) {
@@ -47,7 +59,7 @@ static size_t MirrorVectors(uint8_t* dst, const uint8_t* src, size_t pixels, siz
 #endif
 
 static void MirrorRow(uint8_t* dst, const uint8_t* src, size_t pixels, int pixelBytes) {
-#if VEL_AVX512
+#if VEL_AVX2
     if (pixelBytes <= 4) {
         const auto bytes = static_cast<size_t>(pixelBytes);
         const size_t done = MirrorVectors(dst, src, pixels, bytes);
@@ -105,7 +117,7 @@ static size_t ExchangeVectors(uint8_t* row, size_t pixels, int pixelBytes) {
 
 static void ExchangeRow(uint8_t* row, size_t pixels, int pixelBytes) {
     size_t i = 0;
-#if VEL_AVX512
+#if VEL_AVX2
     i = ExchangeVectors(row, pixels, pixelBytes);
     row += i * static_cast<size_t>(pixelBytes);
 #endif
@@ -113,14 +125,6 @@ static void ExchangeRow(uint8_t* row, size_t pixels, int pixelBytes) {
         const uint8_t first = row[0];
         row[0] = row[2];
         row[2] = first;
-    }
-}
-
-static inline void TransposePixels(uint8_t* dst, ptrdiff_t dstStride, const uint8_t* src, ptrdiff_t srcStride,
-                                   size_t rows, size_t columns, size_t bytes) {
-    for (size_t r = 0; r < rows; ++r, dst += dstStride, src += bytes) {
-        const uint8_t* from = src;
-        for (size_t c = 0; c < columns; ++c, from += srcStride) memcpy(dst + c * bytes, from, bytes);
     }
 }
 
@@ -209,7 +213,7 @@ static inline void TransposeBlock(uint8_t* dst, ptrdiff_t dstStride, const uint8
         _mm512_mask_storeu_epi8(dst + i * dstStride, k48Bytes, _mm512_permutexvar_epi8(packed, rows[i]));
     }
 }
-#else
+#elif !VEL_VECTOR
 static inline void TransposeBlock(uint8_t* dst, ptrdiff_t dstStride, const uint8_t* src, ptrdiff_t srcStride,
                                   size_t bytes) {
     TransposePixels(dst, dstStride, src, srcStride, 16, 16, bytes);
@@ -332,6 +336,8 @@ static void ColourTo32(uint8_t* dst, const uint8_t* src, size_t pixels) {
         const __m512i words = _mm512_permutexvar_epi8(spread, _mm512_maskz_loadu_epi8(k48Bytes, src + 3 * i));
         _mm512_storeu_si512(dst + 4 * i, _mm512_or_si512(words, opaque));
     }
+#elif VEL_AVX2
+    i = SpreadVectors(dst, src, pixels);
 #endif
     for (; i < pixels; ++i) {
         dst[4 * i] = src[3 * i];
