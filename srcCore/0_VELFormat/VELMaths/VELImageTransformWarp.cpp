@@ -29,12 +29,14 @@ void StoreWord(uint8_t* p, uint32_t word) { std::memcpy(p, &word, 4); }
 constexpr int64_t kPiece = 128;
 
 // Pulls every pixel of `to` from where the mapping sends it; a pixel that falls outside the source stays as it is. The
-// mapping is asked for a piece of a row first, so that its calls and the copies do not wait for each other.
+// mapping is asked for a piece of a row first, so that its calls and the copies do not wait for each other, and neither
+// for memory: a piece's pixels are asked for as soon as they are known.
 template <int kPixelBytes>
 void Pull(ITransform* mapping, const ImageView& from, const ImageView& to, uint32_t width, uint32_t height, int x0,
           int y0) {
     const double right = from.width, bottom = from.height;
     double xs[kPiece], ys[kPiece];
+    const uint8_t* pixels[kPiece];
     for (uint32_t j = 0; j < height; ++j) {
         const double row = static_cast<double>(j) + y0;
         for (int64_t first = 0; first < width; first += kPiece) {
@@ -45,13 +47,15 @@ void Pull(ITransform* mapping, const ImageView& from, const ImageView& to, uint3
                 ys[i] = row;
                 mapping->TransformPoint(&xs[i], &ys[i], &z);
             }
+            for (int64_t i = 0; i < count; ++i) {
+                const bool inside = xs[i] >= 0 && ys[i] >= 0 && xs[i] < right && ys[i] < bottom;
+                pixels[i] = inside ? from.Row(static_cast<int64_t>(ys[i])) + static_cast<int64_t>(xs[i]) * kPixelBytes
+                                   : nullptr;
+                __builtin_prefetch(pixels[i]);
+            }
             uint8_t* out = to.Row(j) + first * kPixelBytes;
             for (int64_t i = 0; i < count; ++i, out += kPixelBytes) {
-                const double x = xs[i], y = ys[i];
-                if (x >= 0 && y >= 0 && x < right && y < bottom) {
-                    std::memcpy(out, from.Row(static_cast<int64_t>(y)) + static_cast<int64_t>(x) * kPixelBytes,
-                                kPixelBytes);
-                }
+                if (pixels[i]) std::memcpy(out, pixels[i], kPixelBytes);
             }
         }
     }
@@ -63,9 +67,9 @@ struct Landing {
     double dx, dy, width, height;
 };
 
-// Calls paste(source column, source row, x, y) for every pixel of the first `columns` columns that lands inside the
-// destination, in row order. The mapping is asked for a piece of a row first, so that its calls and the writes do not
-// wait for each other.
+// Calls paste(source column, source row, x, y) for every pixel of the first `columns` columns that lands inside `to`,
+// in row order. The mapping is asked for a piece of a row first, so that its calls and the writes do not wait for each
+// other, and neither for memory.
 template <class Paste>
 void ForEachLanding(const Landing& landing, const ImageView& from, int64_t columns, Paste&& paste) {
     double xs[kPiece], ys[kPiece];
