@@ -34,11 +34,12 @@ velhost::LoadOptions LoadOptionsOf(const vel_load_options* given) {
     velhost::LoadOptions made;
     made.limits = {options.max_pixels, options.max_bytes, options.max_file_bytes};
     if (options.convert >= VEL_CONVERT_ALL * 2) Refuse("there is no such conversion");
-    made.convert = {.widen = (options.convert & VEL_CONVERT_WIDEN) != 0,
-                    .eightBit = (options.convert & VEL_CONVERT_EIGHT_BIT) != 0,
-                    .rgb = (options.convert & VEL_CONVERT_RGB) != 0,
-                    .round = (options.convert & VEL_CONVERT_ROUND) != 0,
-                    .fallback = (options.convert & VEL_CONVERT_ALL) != 0};
+    const auto asked = [&options](uint32_t what) { return (options.convert & (what | VEL_CONVERT_ALL)) != 0; };
+    made.convert = {.widen = asked(VEL_CONVERT_WIDEN),
+                    .eightBit = asked(VEL_CONVERT_EIGHT_BIT),
+                    .rgb = asked(VEL_CONVERT_RGB),
+                    .round = asked(VEL_CONVERT_ROUND),
+                    .fallback = asked(VEL_CONVERT_ALL)};
     made.page = options.page;
     return made;
 }

@@ -52,7 +52,7 @@ def _colour(value: Any, name: str, channels: str, of_pixels: bool) -> native.Col
 
 
 def _table(value: Any, name: str) -> Array:
-    table = np.asarray(value)
+    table = np.frombuffer(value, np.uint8) if isinstance(value, (bytes, bytearray)) else np.asarray(value)
     if table.shape != (256,) or table.dtype.kind not in "iu":
         raise ValueError(f"{name} has shape {table.shape} and dtype {table.dtype}, but 256 whole numbers are needed")
     if table.dtype != np.uint8 and (table.min() < 0 or table.max() > 255):

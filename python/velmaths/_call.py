@@ -52,14 +52,19 @@ class _Call:
     """One call of an operation."""
 
     def __init__(self, operation: Operation, images: Dict[str, ImageLike], parameters: Dict[str, Any],
-                 channels: str) -> None:
+                 channels: str, out: Optional[ImageLike]) -> None:
         arrays.channels_ok(channels)
         self.operation, self.images, self.parameters, self.channels = operation, images, parameters, channels
         count = _channel_count(next(iter(images.values())))
         self.of_pixels = count > 1
         red_first = channels == "rgb" and self.of_pixels
         self.swap = red_first and 8 * count in operation.blue_first
-        if red_first and operation.names_channels:
+        given = [*images.values()] + ([] if out is None else [out])
+        # An Image is blue first, so arrays beside one have to be so, too; then arguments name channels as they are.
+        self.mixed = any(isinstance(i, Image) for i in given) and any(isinstance(i, np.ndarray) for i in given)
+        if self.mixed:
+            self.swap, self.of_pixels = channels == "rgb", self.of_pixels and channels == "bgr"
+        elif red_first and operation.names_channels:
             self._exchange_arguments()
 
     def _exchange_arguments(self) -> None:
@@ -138,6 +143,12 @@ class _Call:
             return grey or self.parameters["angle"] == 180
         return grey and self.operation.name in ("grayscale", "threshold")
 
+    def _blue_first(self) -> None:
+        """Where blue and red have to be told apart, colour arrays become copies that are blue first."""
+        if self.swap:
+            self.images = {name: arrays.swapped(given) if isinstance(given, np.ndarray) and given.ndim == 3 else given
+                           for name, given in self.images.items()}
+
     def fresh(self) -> Tuple[ImageLike, int]:
         """Runs it without `out`: the result is a new object and the inputs stay."""
         target = self._target()
@@ -148,10 +159,9 @@ class _Call:
             if isinstance(given, Image):
                 if name == target:
                     self.images[name] = given.copy()
-            elif self.swap and given.ndim == 3:
-                self.images[name] = arrays.swapped(given)
-            elif name == target:
+            elif name == target and not (self.swap and given.ndim == 3):
                 self.images[name] = np.array(given, order="C")
+        self._blue_first()
         handle, count = self._run(None)
         assert handle is not None
         return self._delivered(handle, target), count
@@ -176,14 +186,22 @@ class _Call:
     def into(self, out: ImageLike) -> int:
         """Runs it with the result in `out`."""
         if isinstance(out, Image):
+            self._blue_first()
             return self._run(out.handle)[1]
         mine = [given for given in self.images.values() if isinstance(given, np.ndarray)]
-        if self.swap or self._sees_memory() or any(np.may_share_memory(out, a) and not _same_view(out, a) for a in mine):
+        if self.mixed or self.swap or self._sees_memory() or any(
+                np.may_share_memory(out, a) and not _same_view(out, a) for a in mine):
             result, count = self.fresh()
-            _copy_out(result, out)
+            _copy_out(result.to_array(self.channels) if self.mixed and isinstance(result, Image) else result, out)
             return count
         handle = arrays.wrap(out, "out")
-        _, count = self._run(handle)
+        try:
+            _, count = self._run(handle)
+        except native.ArgumentError as error:
+            if not str(error).startswith("out is "):
+                raise
+            _copy_out(self.fresh()[0], out)  # says what would fit
+            raise
         info = native.image_info(handle)
         if info.bits_per_pixel == 32 and (info.format == native.MONO) != (out.dtype == np.int32):
             wanted = "int32 (height, width)" if info.format == native.MONO else "uint8 (height, width, 4)"
@@ -192,10 +210,11 @@ class _Call:
 
 
 def _copy_out(result: ImageLike, out: Array) -> None:
-    if isinstance(result, Image) or result.shape != out.shape or result.dtype != out.dtype:
-        what = "an image that no array can hold" if isinstance(result, Image) else (
-            f"{result.dtype} of shape {result.shape}")
-        raise ValueError(f"out is {out.dtype} of shape {out.shape}, but the result is {what}")
+    if isinstance(result, Image):
+        raise ValueError(f"out is {out.dtype} of shape {out.shape}, but the result is an image that no array can hold")
+    if result.shape != out.shape or result.dtype != out.dtype:
+        raise ValueError(f"out is {out.dtype} of shape {out.shape}, but the result is {result.dtype} of shape "
+                         f"{result.shape}; write np.empty({result.shape}, np.{result.dtype})")
     np.copyto(out, result)
 
 
@@ -210,5 +229,5 @@ def call(operation: Operation, images: Dict[str, Any], parameters: Dict[str, Any
             arrays.row_stride(image, shown(name))
     if out is not None and not isinstance(out, Image):
         arrays.needs_writing(out)
-    made = _Call(operation, given, parameters, channels)
+    made = _Call(operation, given, parameters, channels, out)
     return made.fresh() if out is None else (out, made.into(out))

@@ -12,7 +12,7 @@ from . import _native as native
 from ._types import Array
 
 _FORMATS = {"mono": native.MONO, "bgr": native.BGR, "abgr": native.ABGR, "argb": native.ARGB}
-_CONVERT = {"widen": 1, "eight-bit": 2, "rgb": 4, "round": 8, "all": 16}
+_CONVERT = {"widen": 1, "eight-bit": 2, "8bit": 2, "rgb": 4, "round": 8, "all": 16}
 _USUAL = {1: "mono", 4: "mono", 8: "mono", 16: "bgr", 24: "bgr", 32: "argb"}
 
 Path = Union[str, "os.PathLike[str]"]
@@ -258,6 +258,12 @@ class Image:
         """An image with pixels and palette of its own."""
         return Image(native.image_from("vel_image_clone", self.handle.value))
 
+    def __copy__(self) -> "Image":
+        return self.copy()
+
+    def __deepcopy__(self, _memo: Dict[int, Any]) -> "Image":
+        return self.copy()
+
     def __repr__(self) -> str:
         info = native.image_info(self.handle)
         palette = f", {info.palette_entries} colours" if info.palette_entries else ""
@@ -279,11 +285,11 @@ def _save_options(format: Optional[str], overwrite: bool, quality: Optional[int]
     return options
 
 
-def load(source: Union[Path, bytes], channels: str = "rgb") -> Array:
-    """Reads a picture as an array: (H, W), (H, W, 3) or (H, W, 4) of uint8.
+def load(source: Union[Path, bytes], channels: str = "rgb", *, convert: str = "widen") -> Array:
+    """Reads a picture as an array, without loss.
 
-    Colours of palettes are looked up, 1 and 4 bits become greys, wide samples 8 bits. `Image.load` keeps a picture as
-    the file has it.
+    (H, W), (H, W, 3) or (H, W, 4) of uint8; (H, W) of int32 for greys of 16 or 32 bits. Colours of palettes are looked up,
+    1 and 4 bits become greys from 0 to 255. `Image.load` keeps a picture as the file has it.
 
     Parameters
     ----------
@@ -291,15 +297,18 @@ def load(source: Union[Path, bytes], channels: str = "rgb") -> Array:
         A file's name, or a file's content.
     channels : {"rgb", "bgr"}
         Order of the channels.
+    convert : {"widen", "eight-bit", "rgb", "round", "all"}
+        Conversions that are allowed (comma-separated): "eight-bit" scales wide samples to 8 bits, "rgb" takes CMYK and other
+        colours, "round" floats, "all" whatever it takes.
 
     Raises
     ------
     FileNotFoundError
         There is no such file.
     PictureError
-        Not a picture, damaged or too large.
+        Not a picture, damaged, too large, or not to be held without a conversion; the text names it.
     """
-    return Image.load(source, convert="all").to_array(channels)
+    return Image.load(source, convert=convert).to_array(channels)
 
 
 def save(path: Path, array: "ImageLike", channels: str = "rgb", *, overwrite: bool = False,

@@ -1,4 +1,6 @@
 """Image: depths, palettes, files, the memory's description, other libraries."""
+import os
+
 import numpy as np
 import pytest
 
@@ -151,3 +153,30 @@ def test_opencv_round_trip(tmp_path):
 def test_repr():
     assert repr(Image.new(3, 2, 24)) == "<velmaths.Image 3x2, 24 bits, bgr>"
     assert "2 colours" in repr(Image.from_indexes(np.zeros((1, 1), np.uint8), 1, [[0, 0, 0], [9, 9, 9]]))
+
+
+@pytest.mark.parametrize("name, shape", [
+    ("lineart_crawfish.png", (477, 459, 4)), ("palette8_coffee.bmp", (400, 600, 3)), ("palette8_coffee.png", (400, 600, 3)),
+    ("document_text_1bit.png", (172, 448)), ("alpha_magnifier.png", (438, 438, 4))])
+def test_load_gives_an_array(source_folder, name, shape):
+    file = os.path.join(source_folder, "examples", name)
+    image = velmaths.load(file)
+    assert image.shape == shape and image.dtype == np.uint8
+    pillow = pytest.importorskip("PIL.Image")
+    mode = {2: "L", 3: "RGB", 4: "RGBA"}[shape[2] if len(shape) == 3 else 2]
+    np.testing.assert_array_equal(image, np.asarray(pillow.open(file).convert(mode)))
+
+
+@pytest.mark.parametrize("name", ["measure16_dem.png", "measure16_dem.tif"])
+def test_load_loses_nothing_unasked(source_folder, name):
+    file = os.path.join(source_folder, "examples", name)
+    metres = velmaths.load(file)
+    assert metres.dtype == np.int32 and (metres.min(), metres.max()) == (236, 1076)
+    pillow = pytest.importorskip("PIL.Image")
+    np.testing.assert_array_equal(metres, np.asarray(pillow.open(file)))
+    for convert in ("eight-bit", "8bit", "all"):
+        cut = velmaths.load(file, convert=convert)
+        assert cut.dtype == np.uint8
+        np.testing.assert_array_equal(cut, np.rint(metres / 257))  # 65535 becomes 255
+    with pytest.raises(velmaths.PictureError, match="widen"):
+        velmaths.Image.load(file)

@@ -280,3 +280,57 @@ def test_failures_leave_no_objects():
     for _ in range(400):
         work()
     assert blocks() - before < 200
+
+
+# --- arrays and images of the library in one call
+
+MIXED = sorted(set(CALLS) - {"create_dest_image"})
+
+
+@pytest.mark.parametrize("order", ["rgb", "bgr"])
+@pytest.mark.parametrize("kind", [(3,), (4,)], ids=["colour", "alpha"])
+@pytest.mark.parametrize("name", MIXED)
+def test_images_beside_arrays(name, kind, order):
+    """Any of a call's images, and its out, may be an Image: the colours are the same."""
+    function, arguments = getattr(velmaths, name), dict(CALLS[name], channels=order)
+    arrays = [photo((12, 13) + kind, seed) for seed in range(2 if name in TWO else 1)]
+    try:
+        expected = function(*arrays, **arguments)
+    except velmaths.Error:
+        return
+    for which in range(2 ** len(arrays)):
+        given = [velmaths.Image.from_array(a, order) if which >> n & 1 else a for n, a in enumerate(arrays)]
+        results = [function(*given, **arguments)]
+        for out in (np.empty_like(expected), velmaths.Image.from_array(np.zeros_like(expected), order)):
+            assert function(*given, **arguments, out=out) is out
+            results.append(out)
+        for result in results:
+            same(result.to_array(order) if isinstance(result, velmaths.Image) else result, expected)
+        for image, array in zip(given, arrays):
+            same(image.to_array(order) if isinstance(image, velmaths.Image) else image, array)
+
+
+def test_an_out_that_does_not_fit_says_what_does():
+    image = photo((20, 30, 3))
+    for out in (np.empty_like(image), np.empty((32, 36), np.uint8), np.empty((32, 36), np.int32)):
+        for order in ("rgb", "bgr"):
+            with pytest.raises(ValueError, match=r"out is .*; write np\.empty\(\((\d+), (\d+), 3\), np\.uint8\)"):
+                velmaths.rotate(image, angle=30, out=out, channels=order)
+            with pytest.raises(ValueError, match=r"; write np\.empty\(\(20, 30, 3\), np\.uint8\)"):
+                velmaths.median(image, out=out[:7], channels=order)
+
+
+def test_copies_of_images():
+    import copy
+    image = velmaths.Image.from_array(photo((4, 5, 3)))
+    for other in (copy.copy(image), copy.deepcopy(image), copy.deepcopy([image])[0]):
+        assert other is not image and not np.shares_memory(np.asarray(other), np.asarray(image))
+        same(np.asarray(other), np.asarray(image))
+
+
+def test_tables_of_bytes():
+    image, table = photo((4, 5, 3)), bytes(range(255, -1, -1))
+    same(velmaths.lut(image, table=table), 255 - image)
+    same(velmaths.lut(image, table=bytearray(table)), 255 - image)
+    with pytest.raises(ValueError, match="256"):
+        velmaths.lut(image, table=b"123")
