@@ -124,11 +124,15 @@ class _Call:
                                                byref(count))
             for mapping in arguments.mappings:
                 mapping.raise_again()
-            native.check(code)
+            try:
+                native.check(code)
+            except native.Error as error:
+                error.args = (native.in_python(str(error)),)
+                raise
         handle = native.Handle(result.value, "vel_image_release") if out is None else None
         notes = native.text(native.lib.vel_last_notes())
         if notes:
-            warnings.warn(notes, Note, stacklevel=6)
+            warnings.warn(native.in_python(notes), Note, stacklevel=6)
         return handle, int(count.value)
 
     def _sees_memory(self) -> bool:

@@ -34,6 +34,18 @@ class Lookup:
         return found[:, 0], found[:, 1]
 
 
+def _checked(answer: Any, count: int) -> Tuple[Any, Any]:
+    """The two coordinates that a mapping's function answered."""
+    try:
+        x, y = answer
+    except (TypeError, ValueError):
+        raise TypeError(f"map answered {type(answer).__name__}, but two arrays are needed; write return x, y") from None
+    if any(np.shape(a) not in ((), (count,)) for a in (x, y)):
+        raise ValueError(f"map answered shapes {np.shape(x)} and {np.shape(y)} for {count} positions; answer two arrays of "
+                         f"shape ({count},)")
+    return x, y
+
+
 class RowMapping:
     """A Python function as a mapping of the library, asked for whole rows.
 
@@ -52,8 +64,7 @@ class RowMapping:
         try:
             xs = np.ctypeslib.as_array(x, (count,))
             ys = np.ctypeslib.as_array(y, (count,))
-            new_x, new_y = self._function(xs.copy(), ys.copy())
-            xs[:], ys[:] = new_x, new_y
+            xs[:], ys[:] = _checked(self._function(xs.copy(), ys.copy()), count)
             return 0
         except BaseException as error:  # it must not cross the library; raise_again hands it on
             self._error = error

@@ -4,9 +4,12 @@ Every call releases the interpreter lock while it runs.
 """
 
 import ctypes
+import json
 import os
+import re
 from ctypes import POINTER, byref, c_char_p, c_double, c_int32, c_int64, c_size_t, c_uint8, c_uint32, c_uint64, c_void_p
-from typing import List, Optional, Type
+from functools import lru_cache
+from typing import List, Optional, Pattern, Type
 
 ABI_MAJOR = 0
 
@@ -182,6 +185,26 @@ def check(result: int) -> None:
     kind: Type[Error] = _EXCEPTIONS.get(result, Error)
     code = int(lib.vel_last_code()) if result == OPERATION else 0
     raise kind(text(lib.vel_last_error()), result, code)
+
+
+@lru_cache(maxsize=None)
+def _hyphenated() -> Pattern[str]:
+    """The library's names that have hyphens: operations, parameters, choices."""
+    value = c_char_p()
+    check(lib.vel_operations_json(byref(value)))
+    names = set()
+    for operation in json.loads(value.value or b"{}")["operations"]:
+        names.add(operation["name"])
+        for parameter in operation["parameters"]:
+            names.update([parameter["name"], *(choice["name"] for choice in parameter.get("choices", []))])
+    found = sorted((name for name in names if "-" in name), key=len, reverse=True)
+    return re.compile(r"(?<![\w-])(" + "|".join(map(re.escape, found)) + r")(?![\w-])")
+
+
+def in_python(message: str) -> str:
+    """What the library says of a run, with names and options as they are written in Python."""
+    message = re.sub(r" --([a-z0-9-]+) ([a-z0-9]+)( first)?", r"(image, \1=\2)\3", message)
+    return _hyphenated().sub(lambda found: found.group().replace("-", "_"), message)
 
 
 class Handle:

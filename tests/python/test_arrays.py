@@ -178,6 +178,19 @@ def test_wrong_arguments(call, kind, words):
     assert words in str(raised.value)
 
 
+@pytest.mark.parametrize("call, words", [
+    (lambda i: velmaths.rotate(i, angle=3, method="cubic"), "one of nearest_neighbour, integer_bilinear, b_spline"),
+    (lambda i: velmaths.set_image_alpha(i, alpha=3), "set_image_alpha refuses 24-bit images; it acts on 32 bits; "
+                                                     "increase_bpp(image, depth=32) first"),
+    (lambda i: velmaths.add(i, i[..., 0].copy()), "increase_bpp brings 8- and 24-bit images"),
+    (lambda i: velmaths.add_scale(i, i, first_factor=float("nan")), "first_factor"),
+])
+def test_refusals_are_written_in_python(call, words):
+    with pytest.raises(velmaths.Error) as raised:
+        call(photo((6, 6, 3)))
+    assert words in str(raised.value)
+
+
 def test_integer_images():
     counts = np.arange(-20, 40, dtype=np.int32).reshape(5, 12) * 30
     half = velmaths.scale(counts, factor=0.5, offset=7.0)

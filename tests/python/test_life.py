@@ -71,9 +71,12 @@ def test_exceptions_of_a_callable_reach_the_caller(error):
 
 def test_callables_that_answer_nonsense():
     image = photo((9, 9, 3))
-    for answer in (None, (1, 2, 3), (np.zeros(2), np.zeros(3))):
-        with pytest.raises((TypeError, ValueError)):
+    for answer, words in ((None, "NoneType, but two arrays"), ((1, 2, 3), "tuple, but two arrays"), (5, "int, but two"),
+                          ((np.zeros(2), np.zeros(3)), r"shapes \(2,\) and \(3,\) for 9 positions; .* \(9,\)"),
+                          ((np.zeros(9), np.zeros((9, 1))), r"\(9,\) and \(9, 1\)"), (("a", "b"), "could not convert")):
+        with pytest.raises((TypeError, ValueError), match=words):
             velmaths.transform(image, map=lambda x, y, answer=answer: answer)
+    assert (velmaths.transform(image, map=lambda x, y: (2, 3)) == image[3, 2]).all()  # one position for all
     assert (velmaths.transform(image, map=lambda x, y: (x * np.nan, y + np.inf)) == 0).all()
 
 
