@@ -277,9 +277,9 @@ def test_failures_leave_no_objects():
     finally:
         gc.enable()
     before = blocks()
-    for _ in range(400):
+    for _ in range(1000):
         work()
-    assert blocks() - before < 200
+    assert blocks() - before < 700  # a lost object a round would be 1000
 
 
 # --- arrays and images of the library in one call
