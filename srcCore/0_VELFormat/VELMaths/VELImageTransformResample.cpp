@@ -74,6 +74,15 @@ bool Replicate(const ImageView& from, const ImageView& to, float xScale, float y
     return true;
 }
 
+// Rows between the one that is sampled and the one whose pixels are fetched meanwhile.
+constexpr int kRowsAhead = 16;
+
+// Whether the positions, monotone along a run, are whole-number pixels of any image after truncation.
+bool Addressable(const float* positions, size_t count) {
+    constexpr float kLimit = 1e9f;
+    return std::abs(positions[0]) < kLimit && std::abs(positions[count - 1]) < kLimit;
+}
+
 // Takes the source pixel at (i + dx, (i - pivot) * yFactor + j), both truncated. False when there was no memory.
 bool SkewInto(const ImageView& from, const ImageView& to, float xFactor, float yFactor, int64_t pivotX, int64_t pivotY,
               bool opaque) {
@@ -97,6 +106,9 @@ bool SkewInto(const ImageView& from, const ImageView& to, float xFactor, float y
             const size_t count = std::min(run, to.width - i);
             kernels.AddRow(x, columns + i, dx, count);
             kernels.AddRow(y, rises + i, static_cast<float>(j), count);
+            if (std::abs(xFactor) < 1000 && Addressable(x, count) && Addressable(y, count)) {
+                sampler.Prefetch(x, y, static_cast<int>(xFactor * kRowsAhead), kRowsAhead, count);
+            }
             sampler.Sample(x, y, colours, count);
             if (opaque) kernels.OpaqueRow(colours, count);
             StoreColours(to, j, i, colours, count);

@@ -43,38 +43,41 @@ static inline void StorePacked(uint8_t* p, __m128i words) {
 }
 #endif
 
-// Four by four pixels; false where the level has no form for their size.
-static inline bool TransposeFour(uint8_t* dst, ptrdiff_t dstStride, const uint8_t* src, ptrdiff_t srcStride,
+#if VEL_AVX2
+static constexpr bool kTransposes3 = true;
+#else
+static constexpr bool kTransposes3 = false;
+#endif
+
+// Four by four pixels of 4 bytes, or of 3 where kTransposes3.
+static inline void TransposeFour(uint8_t* dst, ptrdiff_t dstStride, const uint8_t* src, ptrdiff_t srcStride,
                                  size_t bytes) {
     __m128i v[4];
     if (bytes == 4) {
         for (int i = 0; i < 4; ++i) v[i] = Load16(src + i * srcStride);
         TransposeWords(v);
         for (int i = 0; i < 4; ++i) Store16(dst + i * dstStride, v[i]);
-        return true;
+        return;
     }
 #if VEL_AVX2
-    if (bytes == 3) {
-        for (int i = 0; i < 4; ++i) v[i] = LoadSpread(src + i * srcStride);
-        TransposeWords(v);
-        for (int i = 0; i < 4; ++i) StorePacked(dst + i * dstStride, v[i]);
-        return true;
-    }
+    for (int i = 0; i < 4; ++i) v[i] = LoadSpread(src + i * srcStride);
+    TransposeWords(v);
+    for (int i = 0; i < 4; ++i) StorePacked(dst + i * dstStride, v[i]);
 #endif
-    return false;
 }
 
 // A block of 16 by 16 pixels.
 static inline void TransposeBlock(uint8_t* dst, ptrdiff_t dstStride, const uint8_t* src, ptrdiff_t srcStride,
                                   size_t bytes) {
     if (bytes == 1) return TransposeBytes(dst, dstStride, src, srcStride);
+    if (bytes != 4 && !(bytes == 3 && kTransposes3)) {
+        return TransposePixels(dst, dstStride, src, srcStride, 16, 16, bytes);
+    }
     for (size_t r = 0; r < 16; r += 4) {
         for (size_t c = 0; c < 16; c += 4) {
             uint8_t* const to = dst + static_cast<ptrdiff_t>(r) * dstStride + c * bytes;
             const uint8_t* const from = src + static_cast<ptrdiff_t>(c) * srcStride + r * bytes;
-            if (!TransposeFour(to, dstStride, from, srcStride, bytes)) {
-                TransposePixels(to, dstStride, from, srcStride, 4, 4, bytes);
-            }
+            TransposeFour(to, dstStride, from, srcStride, bytes);
         }
     }
 }
