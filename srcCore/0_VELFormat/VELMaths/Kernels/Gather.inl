@@ -1,6 +1,6 @@
 // Pixels gathered by 32-bit offsets.
 
-#if VEL_AVX512
+#if VEL_AVX2
 // Offsets into the pixel block fit 32 bits, and it holds at least one word.
 static inline bool GathersReach(const SampledPixels& source) {
     return source.end - source.begin >= 4 && source.end - source.begin < 0x7FFFFFFF;
@@ -8,20 +8,27 @@ static inline bool GathersReach(const SampledPixels& source) {
 
 // Reads 4 bytes at each offset from `bits`; where that would pass the last readable word, the word is fetched from
 // there and shifted down.
-static inline __m512i GatherWords(const uint8_t* bits, __m512i offsets, __m512i last) {
-    const __m512i at = _mm512_min_epi32(offsets, last);
-    const __m512i shift = _mm512_slli_epi32(_mm512_sub_epi32(offsets, at), 3);
-    return _mm512_srlv_epi32(_mm512_i32gather_epi32(at, bits, 1), shift);
+static inline Bytes GatherWords(const uint8_t* bits, Bytes offsets, Bytes last) {
+    const Bytes at = VEL_BYTES_OP(min_epi32)(offsets, last);
+    const Bytes shift = VEL_BYTES_OP(slli_epi32)(VEL_BYTES_OP(sub_epi32)(offsets, at), 3);
+#if VEL_AVX512
+    const Bytes words = _mm512_i32gather_epi32(at, bits, 1);
+#else
+    const Bytes words = _mm256_i32gather_epi32(reinterpret_cast<const int*>(bits), at, 1);
+#endif
+    return VEL_BYTES_OP(srlv_epi32)(words, shift);
 }
 
-static inline __m512i PixelOffsets(__m512i column, __m512i row, __m512i stride, int pixelBytes) {
-    const __m512i start = _mm512_mullo_epi32(row, stride);
-    const __m512i within = pixelBytes == 4   ? _mm512_slli_epi32(column, 2)
-                           : pixelBytes == 3 ? _mm512_add_epi32(column, _mm512_slli_epi32(column, 1))
-                                             : column;
-    return _mm512_add_epi32(start, within);
+static inline Bytes PixelOffsets(Bytes column, Bytes row, Bytes stride, int pixelBytes) {
+    const Bytes start = VEL_BYTES_OP(mullo_epi32)(row, stride);
+    const Bytes within = pixelBytes == 4   ? VEL_BYTES_OP(slli_epi32)(column, 2)
+                         : pixelBytes == 3 ? VEL_BYTES_OP(add_epi32)(column, VEL_BYTES_OP(slli_epi32)(column, 1))
+                                           : column;
+    return VEL_BYTES_OP(add_epi32)(start, within);
 }
+#endif
 
+#if VEL_AVX512
 // 16 pixels, one in each word, of 1, 3 or 4 bytes.
 static inline void StorePixels(uint8_t* dst, __m512i words, int pixelBytes) {
     if (pixelBytes == 4) {

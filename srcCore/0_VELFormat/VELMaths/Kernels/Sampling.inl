@@ -46,37 +46,29 @@ static void NearestPlain(uint32_t* colours, const SampledPixels* pixels, const f
     }
 }
 
-#if VEL_AVX512
 static void NearestRow(uint32_t* colours, const SampledPixels* pixels, const float* x, const float* y, float add,
                        size_t count) {
+    size_t k = 0;
+#if VEL_AVX2
     const SampledPixels source = *pixels;
     const bool gathers = GathersReach(source);
-    const __m512i step = _mm512_set1_epi32(static_cast<int>(source.stride));
-    const __m512i last = _mm512_set1_epi32(static_cast<int>(source.end - source.bits - 4));
-    const __m512 bias = _mm512_set1_ps(add);
-    size_t k = 0;
-    for (; gathers && k + 16 <= count; k += 16) {
-        const __m512i column = _mm512_cvttps_epi32(_mm512_add_ps(_mm512_loadu_ps(x + k), bias));
-        const __m512i row = _mm512_cvttps_epi32(_mm512_add_ps(_mm512_loadu_ps(y + k), bias));
-        const __m512i offsets = PixelOffsets(column, row, step, source.pixelBytes);
-        __m512i colour = GatherWords(source.bits, offsets, last);
-        if (source.pixelBytes == 3) {
-            colour = _mm512_and_si512(colour, _mm512_set1_epi32(0x00FFFFFF));
-        } else if (source.pixelBytes == 1) {
-            const __m512i thrice =
-                _mm512_broadcast_i32x4(_mm_set_epi8(-1, 12, 12, 12, -1, 8, 8, 8, -1, 4, 4, 4, -1, 0, 0, 0));
-            colour = _mm512_shuffle_epi8(colour, thrice);
+    const Bytes step = Splat32(static_cast<int>(source.stride));
+    const Bytes last = Splat32(static_cast<int>(source.end - source.bits - 4));
+    const Floats bias = SplatFloat(add);
+    constexpr size_t kWords = sizeof(Bytes) / 4;
+    for (; gathers && k + kWords <= count; k += kWords) {
+        const Bytes column = VEL_BYTES_OP(cvttps_epi32)(Add(VEL_BYTES_OP(loadu_ps)(x + k), bias));
+        const Bytes row = VEL_BYTES_OP(cvttps_epi32)(Add(VEL_BYTES_OP(loadu_ps)(y + k), bias));
+        Bytes colour = GatherWords(source.bits, PixelOffsets(column, row, step, source.pixelBytes), last);
+        if (source.pixelBytes == 3) colour = And(colour, Splat32(0x00FFFFFF));
+        if (source.pixelBytes == 1) {
+            colour = VEL_BYTES_OP(mullo_epi32)(And(colour, Splat32(255)), Splat32(0x010101));
         }
-        _mm512_storeu_si512(colours + k, colour);
+        StoreBytes(colours + k, colour);
     }
+#endif
     NearestPlain(colours + k, pixels, x + k, y + k, add, count - k);
 }
-#else
-static void NearestRow(uint32_t* colours, const SampledPixels* pixels, const float* x, const float* y, float add,
-                       size_t count) {
-    NearestPlain(colours, pixels, x, y, add, count);
-}
-#endif
 
 static void TapOffsets(int64_t* offsets, const SampledPixels* pixels, const float* x, const float* y, int back,
                        size_t count) {
