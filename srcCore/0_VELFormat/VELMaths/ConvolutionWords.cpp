@@ -48,7 +48,7 @@ bool TakeDivision(const SumRange& range, uint64_t divisor, int offset, WordPlan&
     const Quotient quotient = QuotientFor({most, 0}, static_cast<int>(divisor), offset);
     plan.multiplier = quotient.multiplier;
     plan.shift = quotient.shift;
-    plan.below = static_cast<uint16_t>(-offset);
+    plan.below = static_cast<uint16_t>(0u - static_cast<uint32_t>(offset));
     if (!above) return quotient.words;
     plan.rest = static_cast<uint16_t>(kMostWord % divisor);
     if (!quotient.words) {
