@@ -319,9 +319,13 @@ struct PlacePointers {
 template <size_t pixelBytes>
 static inline void PickSamples(uint8_t* dst, const PlacePointers& pointers, const uint8_t* places, size_t i,
                                size_t count) {
-    for (size_t k = 0; k < count; ++k) {
-        memcpy(dst + (i + k) * pixelBytes, pointers.at[places[k]] + (i + k) * pixelBytes, pixelBytes);
+    // Three bytes are copied as four where another pixel follows, which writes over the fourth.
+    constexpr size_t kCopied = pixelBytes == 3 ? 4 : pixelBytes;
+    for (size_t k = 0; k + 1 < count; ++k) {
+        memcpy(dst + (i + k) * pixelBytes, pointers.at[places[k]] + (i + k) * pixelBytes, kCopied);
     }
+    const size_t last = i + count - 1;
+    memcpy(dst + last * pixelBytes, pointers.at[places[count - 1]] + last * pixelBytes, pixelBytes);
 }
 
 template <class L>
