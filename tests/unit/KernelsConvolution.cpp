@@ -1,3 +1,5 @@
+#include <cstdlib>
+
 #include "unit/KernelCheck.h"
 
 namespace {
@@ -11,6 +13,8 @@ vel::Quotient RandomQuotient(test::Random& random, bool narrow) {
     quotient.divide = magnitude > 1;
     quotient.narrow = narrow;
     quotient.reciprocal = 1.0 / magnitude;
+    const int64_t farthest = int64_t{magnitude} * (256 + std::abs(quotient.offset));
+    if (random.Chance(50) && farthest < 1 << 22) quotient.farthest = static_cast<int32_t>(farthest);
     return quotient;
 }
 

@@ -66,6 +66,9 @@ Quotient QuotientFor(const SumRange& range, int divisor, int offset) {
     quotient.offset = offset;
     quotient.divide = magnitude > 1;
     quotient.narrow = range.Magnitudes() < uint64_t{1} << 22;
+    // A quotient of 256 + |offset| or more ends at 0 or 255, its sign alone deciding.
+    const uint64_t farthest = magnitude * (256 + Magnitude(offset));
+    quotient.farthest = farthest < uint64_t{1} << 22 ? static_cast<int32_t>(farthest) : 0;
     quotient.reciprocal = magnitude > 1 ? 1.0 / static_cast<double>(magnitude) : 1.0;
     if (divisor > 1 && divisor < 0x10000 && offset <= 0 && offset > -0x10000 && quotient.narrow) {
         AddWordDivision(quotient, range.positive, static_cast<uint32_t>(divisor));

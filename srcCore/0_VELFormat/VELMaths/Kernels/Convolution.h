@@ -12,6 +12,7 @@ struct Quotient {
     int32_t offset;
     bool divide;        // false when the divisor's magnitude is 1, or when there is none
     bool narrow;        // magnitudes of sums stay below 2^22
+    int32_t farthest;   // sums beyond it in magnitude have the results of +- it; below 2^22, or 0 where that fails
     double reciprocal;  // of the divisor's magnitude
     // A short cut for sums below 2^16: negative ones and a negative offset end at 0, and the others divided are
     // sum * multiplier >> (16 + shift).

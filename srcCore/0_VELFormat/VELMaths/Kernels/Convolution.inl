@@ -20,15 +20,27 @@ static inline uint8_t QuotientOf(uint32_t sum, double reciprocal, uint32_t negat
     return ClampSum(static_cast<uint32_t>(magnitude), static_cast<uint32_t>(value >> 31) ^ negate, offset);
 }
 
+// The same of any sum, for quotients that have a farthest one.
+static inline uint8_t QuotientOfNearest(uint32_t sum, int32_t farthest, float reciprocal, uint32_t negate,
+                                        int32_t offset) {
+    const int32_t value = static_cast<int32_t>(sum), below = value < farthest ? value : farthest;
+    return QuotientOfNarrow(static_cast<uint32_t>(below > -farthest ? below : -farthest), reciprocal, negate, offset);
+}
+
 static void QuotientRow(uint8_t* dst, const uint32_t* sums, size_t count, const Quotient& quotient) {
     const uint32_t negate = quotient.negate;
     const int32_t offset = quotient.offset;
     const double reciprocal = quotient.reciprocal;
     const float narrowReciprocal = static_cast<float>(reciprocal);
+    const int32_t farthest = quotient.farthest;
     if (!quotient.divide) {
         for (size_t i = 0; i < count; ++i) dst[i] = ClampSum(sums[i], negate, offset);
     } else if (quotient.narrow) {
         for (size_t i = 0; i < count; ++i) dst[i] = QuotientOfNarrow(sums[i], narrowReciprocal, negate, offset);
+    } else if (farthest) {
+        for (size_t i = 0; i < count; ++i) {
+            dst[i] = QuotientOfNearest(sums[i], farthest, narrowReciprocal, negate, offset);
+        }
     } else {
         for (size_t i = 0; i < count; ++i) dst[i] = QuotientOf(sums[i], reciprocal, negate, offset);
     }
@@ -103,18 +115,30 @@ static void SlideRow(uint32_t* dst, const uint32_t* src, size_t n, size_t step, 
     }
 }
 
-static void WeighRow(uint8_t* dst, const uint8_t* src, size_t count, uint32_t factor, const Quotient& quotient) {
-    const uint32_t negate = quotient.negate;
-    const int32_t offset = quotient.offset;
-    const double reciprocal = quotient.reciprocal;
-    const bool divide = quotient.divide;
+template <class QuotientOfSum>
+static inline void WeighRowBy(uint8_t* dst, const uint8_t* src, size_t count, uint32_t factor,
+                              QuotientOfSum quotientOf) {
     for (size_t i = 0; i < count; ++i) {
         uint32_t value;
         memcpy(&value, src + 4 * i, 4);
-        value *= factor;
-        const uint32_t result =
-            divide ? QuotientOf(value, reciprocal, negate, offset) : ClampSum(value, negate, offset);
+        const uint32_t result = quotientOf(value * factor);
         memcpy(dst + 4 * i, &result, 4);
+    }
+}
+
+static void WeighRow(uint8_t* dst, const uint8_t* src, size_t count, uint32_t factor, const Quotient& quotient) {
+    const uint32_t negate = quotient.negate;
+    const int32_t offset = quotient.offset, farthest = quotient.farthest;
+    const double reciprocal = quotient.reciprocal;
+    const float narrowReciprocal = static_cast<float>(reciprocal);
+    if (!quotient.divide) {
+        WeighRowBy(dst, src, count, factor, [=](uint32_t sum) { return ClampSum(sum, negate, offset); });
+    } else if (farthest) {
+        WeighRowBy(dst, src, count, factor, [=](uint32_t sum) {
+            return QuotientOfNearest(sum, farthest, narrowReciprocal, negate, offset);
+        });
+    } else {
+        WeighRowBy(dst, src, count, factor, [=](uint32_t sum) { return QuotientOf(sum, reciprocal, negate, offset); });
     }
 }
 
