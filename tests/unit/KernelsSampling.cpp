@@ -161,6 +161,36 @@ VEL_CHECK(Sampling, GuardedRows) {
                  run);
 }
 
+VEL_CHECK(Sampling, SumColumns) {
+    const int taps = run.random.Pick({4, 12}), width = taps + run.random.Int(0, 60);
+    const uint8_t* row = run.In(static_cast<size_t>(width));
+    int64_t* offsets = run.In<int64_t>(run.count);
+    for (size_t k = 0; k < run.count; ++k) offsets[k] = run.random.Int(0, width - taps);
+    const size_t pitch = run.count + static_cast<size_t>(run.random.Int(0, 9));
+    float* weights = run.In<float>(pitch * static_cast<size_t>(taps));
+    for (size_t i = 0; i < pitch * static_cast<size_t>(taps); ++i) {
+        weights[i] = static_cast<float>(run.random.Real(-0.4, 0.8));
+    }
+    float* sums = run.Out<float>(run.count);
+    run.Filled();
+    kernel(sums, row, offsets, weights, pitch, taps, run.count);
+}
+
+VEL_CHECK(Sampling, GuardedSums) {
+    const int taps = run.random.Pick({4, 12});
+    const float* rows[12];
+    for (int j = 0; j < taps; ++j) {
+        float* row = run.In<float>(run.count);
+        for (size_t i = 0; i < run.count; ++i) row[i] = static_cast<float>(run.random.Real(-200, 500));
+        rows[j] = row;
+    }
+    float* weights = run.In<float>(12);
+    for (int j = 0; j < 12; ++j) weights[j] = static_cast<float>(run.random.Real(-0.4, 0.8));
+    uint8_t *dst = run.Out(run.count), *doubts = run.Out(run.count);
+    run.Filled();
+    run.Returned(kernel(dst, doubts, rows, weights, taps, run.random.Pick({1.0f, 1.9f, 20.0f}), run.count));
+}
+
 VEL_CHECK(Sampling, OpaqueRow) {
     uint32_t* colours = run.InOut<uint32_t>(run.count);
     for (size_t k = 0; k < run.count; k += 3) colours[k] = (colours[k] & 0x00FFFFFF) | 0x01000000;

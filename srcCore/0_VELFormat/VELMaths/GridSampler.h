@@ -5,8 +5,9 @@
 
 namespace vel {
 
-// Weights of columns are computed once. Where every position lies on a pixel column and the taps beside it weigh
-// nothing, or so little that it cannot matter, rows are picked together first and summed downwards as bytes.
+// Weights of columns are computed once. Rows are first brought together for all columns where that serves several rows:
+// pixels, where every position lies on a pixel column and the taps beside it weigh nothing, or so little that it cannot
+// matter; sums of a grey row's columns, which round differently and so are guarded. Then they are summed downwards.
 class GridSampler {
 public:
     // `columns` are monotone and outlive the sampler. Not usable when Ready() is false: no memory.
@@ -18,12 +19,20 @@ public:
 
 private:
     size_t DirectCount() const { return m_span.last - m_span.first; }
+    bool IsDirect(size_t column) const { return column >= m_span.first && column < m_span.last; }
+    void WeighColumns();
     void FindPickedColumns();
     void SampleSlowly(float y, const ImageView& to, int64_t row, size_t first, size_t last) const;
     void SampleDirect(float y, const ImageView& to, int64_t row) const;
-    void PickRow(int64_t sourceRow, uint8_t* dst) const;
-    void SumPickedRows(float y, uint8_t* dst);
+    void PickRow(int64_t sourceRow, const Span& span, uint8_t* dst) const;
+    void Hold(int64_t sourceRow, uint8_t* held) const;
+    void SumColumns(const uint8_t* row, float* sums) const;
+    void SumHeldRows(float y, uint8_t* dst);
+    void ClearSlowAlpha(float y, uint8_t* dst) const;
+    void SumDoubtfulAgain(float y, uint8_t* dst) const;
     void SumAgain(float y, const size_t* columns, size_t count, uint8_t* dst) const;
+    void SumSlowly(float y, const size_t* columns, size_t count, uint8_t* dst) const;
+    void StorePicked(uint8_t* dst, const size_t* columns, const uint32_t* colours, size_t count) const;
     TapRun RowTaps(float y, const float* columnWeights, const int64_t* offsets, size_t pitch, float* rows,
                    size_t count) const;
 
@@ -32,8 +41,10 @@ private:
     size_t m_count;
     Span m_span;            // columns whose taps lie in the image
     bool m_picked = false;  // a position's result comes from one pixel column
+    bool m_held = false;    // rows are brought together first, edges and all
     float m_neglected = 0;  // the largest sum of the weights of a position's other columns
-    int64_t m_kept[12];     // source rows that are held picked together; row r in place r modulo the taps
+    float m_reach = 0;      // the largest sum of a position's weights, as magnitudes
+    int64_t m_kept[12];     // source rows that are held; row r in place r modulo the taps
     ScratchBuffer m_scratch;
     int64_t* m_offsets;  // of each position's first tap within its row
     float* m_weights;

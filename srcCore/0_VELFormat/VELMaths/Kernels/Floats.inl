@@ -12,6 +12,8 @@ typedef __m128 Floats;
 static inline Floats SplatFloat(float v) { return VEL_BYTES_OP(set1_ps)(v); }
 static inline Floats Multiply(Floats a, Floats b) { return VEL_BYTES_OP(mul_ps)(a, b); }
 static inline Floats Add(Floats a, Floats b) { return VEL_BYTES_OP(add_ps)(a, b); }
+static inline Floats LoadFloats(const float* p) { return VEL_BYTES_OP(loadu_ps)(p); }
+static inline void StoreFloats(float* p, Floats v) { VEL_BYTES_OP(storeu_ps)(p, v); }
 static inline Floats FloatsOf(Bytes ints) { return VEL_BYTES_OP(cvtepi32_ps)(ints); }
 
 // Truncated, for values whose range below 0 and above `high` does not matter but for being there. A minimum answers

@@ -1,17 +1,35 @@
 // Pixels gathered by 32-bit offsets.
 
+#if VEL_VECTOR
+// Words at 32- or 64-bit offsets, one in each lane. Loads by themselves: the processor's own gather takes up to three
+// times as long where the words are not in the first cache.
+template <class Offset>
+static inline __m128i FourWords(const uint8_t* bits, const Offset* offsets) {
+    __m128i word[4];
+    for (int i = 0; i < 4; ++i) word[i] = _mm_loadu_si32(bits + offsets[i]);
+    return _mm_unpacklo_epi64(_mm_unpacklo_epi32(word[0], word[1]), _mm_unpacklo_epi32(word[2], word[3]));
+}
+
+template <class Offset>
+static inline Bytes WordsAt(const uint8_t* bits, const Offset* offsets) {
+#if VEL_AVX2
+    const __m256i low = _mm256_set_m128i(FourWords(bits, offsets + 4), FourWords(bits, offsets));
+#if VEL_AVX512
+    const __m256i high = _mm256_set_m128i(FourWords(bits, offsets + 12), FourWords(bits, offsets + 8));
+    return _mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1);
+#else
+    return low;
+#endif
+#else
+    return FourWords(bits, offsets);
+#endif
+}
+#endif
+
 #if VEL_AVX2
 // Offsets into the pixel block fit 32 bits, and it holds at least one word.
 static inline bool GathersReach(const SampledPixels& source) {
     return source.end - source.begin >= 4 && source.end - source.begin < 0x7FFFFFFF;
-}
-
-// Four words at four offsets. Loads by themselves: the processor's own gather takes up to three times as long where the
-// words are not in the first cache.
-static inline __m128i FourWords(const uint8_t* bits, const int32_t* offsets) {
-    __m128i word[4];
-    for (int i = 0; i < 4; ++i) word[i] = _mm_loadu_si32(bits + offsets[i]);
-    return _mm_unpacklo_epi64(_mm_unpacklo_epi32(word[0], word[1]), _mm_unpacklo_epi32(word[2], word[3]));
 }
 
 // Reads 4 bytes at each offset from `bits`; where that would pass the last readable word, the word is fetched from
@@ -21,14 +39,7 @@ static inline Bytes GatherWords(const uint8_t* bits, Bytes offsets, Bytes last) 
     const Bytes shift = VEL_BYTES_OP(slli_epi32)(VEL_BYTES_OP(sub_epi32)(offsets, at), 3);
     alignas(sizeof(Bytes)) int32_t places[sizeof(Bytes) / 4];
     StoreBytes(places, at);
-    const __m256i low = _mm256_set_m128i(FourWords(bits, places + 4), FourWords(bits, places));
-#if VEL_AVX512
-    const __m256i high = _mm256_set_m128i(FourWords(bits, places + 12), FourWords(bits, places + 8));
-    const Bytes words = _mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1);
-#else
-    const Bytes words = low;
-#endif
-    return VEL_BYTES_OP(srlv_epi32)(words, shift);
+    return VEL_BYTES_OP(srlv_epi32)(WordsAt(bits, places), shift);
 }
 
 static inline Bytes PixelOffsets(Bytes column, Bytes row, Bytes stride, int pixelBytes) {

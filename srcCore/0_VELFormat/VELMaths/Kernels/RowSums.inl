@@ -6,20 +6,38 @@ static inline uint8_t SumOfRows(const uint8_t* const* rows, const float* weights
     return static_cast<uint8_t>(ByteOfSum(sum));
 }
 
-// What sums of all terms can differ by from the sums of the kept ones. A row's further terms change its sum by at most
-// 255 * neglected * |the row's weight|, and its rounding by no more, as rounding to nearest never moves a sum further
-// than the added term. The products round twice in both, and so do the sums, by 2^-24 of each partial sum.
+// How far sums can be from the ones that count, in two parts: one for all, one for a sum's partial sums. A twentieth
+// covers that the bound itself is computed from rounded values.
 struct RowTolerance {
-    float fixed;
-    RowTolerance(const float* weights, int taps, float neglected) : fixed(0) {
-        for (int j = 0; j < taps; ++j) fixed += Magnitude(weights[j]);
-        fixed = 255.0f * fixed * (2 * neglected + 4 / 16777216.0f);
-    }
+    float fixed, rounding;
     // `partial` is the sum of the partial sums' magnitudes.
-    float Value(float partial) const { return 1.05f * (2 / 16777216.0f * partial + fixed); }
+    float Value(float partial) const { return 1.05f * (rounding * partial + fixed); }
 };
 
-static inline uint8_t GuardedSum(uint8_t* doubt, const uint8_t* const* rows, const float* weights, int taps, size_t at,
+static inline float SumOfMagnitudes(const float* weights, int taps) {
+    float sum = 0;
+    for (int j = 0; j < taps; ++j) sum += Magnitude(weights[j]);
+    return sum;
+}
+
+// Against sums with further terms: a row's change its sum by at most 255 * neglected * |the row's weight|, and its
+// rounding by no more, as rounding to nearest never moves a sum further than the added term. The products round twice
+// in both, and so do the sums, by 2^-24 of each partial sum.
+static inline RowTolerance ToleranceOfFew(const float* weights, int taps, float neglected) {
+    return {255.0f * SumOfMagnitudes(weights, taps) * (2 * neglected + 4 / 16777216.0f), 2 / 16777216.0f};
+}
+
+// Sums of T column sums against sums of T x T products, all parts of 2^-24. With W = 255 * reach * (sum of |weights|),
+// which bounds the sum of all terms: products round by 2 W at most there, by W + W here; partial sums there, T a row,
+// by T times those after the rows and T W between them; here the columns' by T W and the rows' by theirs. In all no
+// more than (2 T + 4) W and T + 1 times the partial sums.
+static inline RowTolerance ToleranceOfColumns(const float* weights, int taps, float reach) {
+    const auto terms = static_cast<float>(taps);
+    return {255.0f * reach * SumOfMagnitudes(weights, taps) * (2 * terms + 4) / 16777216.0f, (terms + 1) / 16777216.0f};
+}
+
+template <class Sample>
+static inline uint8_t GuardedSum(uint8_t* doubt, const Sample* const* rows, const float* weights, int taps, size_t at,
                                  const RowTolerance& tolerance) {
     float sum = 0, partial = 0;
     for (int j = 0; j < taps; ++j) {
@@ -31,7 +49,21 @@ static inline uint8_t GuardedSum(uint8_t* doubt, const uint8_t* const* rows, con
 }
 
 #if VEL_VECTOR
-// A register of bytes at a time, as four of floats.
+// A register of samples' worth of results, as four of floats; bytes keep to the halves or quarters of a register, and
+// are stored as they came.
+static inline FourFloats LoadSamples(const uint8_t* samples) { return FloatsOfBytes(LoadBytes(samples)); }
+static inline FourFloats LoadSamples(const float* samples) {
+    FourFloats floats;
+    for (size_t i = 0; i < 4; ++i) floats.part[i] = LoadFloats(samples + i * kLanes);
+    return floats;
+}
+static inline void StoreResults(uint8_t* dst, const Bytes* parts, const uint8_t*) {
+    StoreBytes(dst, Narrowed(parts[0], parts[1], parts[2], parts[3]));
+}
+static inline void StoreResults(uint8_t* dst, const Bytes* parts, const float*) {
+    StoreBytes(dst, InMemoryOrder(Narrowed(parts[0], parts[1], parts[2], parts[3])));
+}
+
 static inline size_t SumVectors(uint8_t* dst, const uint8_t* const* rows, const float* weights, int taps,
                                 size_t bytes) {
     size_t at = 0;
@@ -40,24 +72,26 @@ static inline size_t SumVectors(uint8_t* dst, const uint8_t* const* rows, const 
         for (Floats& sum : sums) sum = SplatFloat(0);
         for (int j = 0; j < taps; ++j) {
             const Floats weight = SplatFloat(weights[j]);
-            const FourFloats values = FloatsOfBytes(LoadBytes(rows[j] + at));
+            const FourFloats values = LoadSamples(rows[j] + at);
             for (int i = 0; i < 4; ++i) sums[i] = Add(sums[i], Multiply(weight, values.part[i]));
         }
-        StoreBytes(dst + at,
-                   Narrowed(BytesOfSums(sums[0]), BytesOfSums(sums[1]), BytesOfSums(sums[2]), BytesOfSums(sums[3])));
+        Bytes whole[4];
+        for (int i = 0; i < 4; ++i) whole[i] = BytesOfSums(sums[i]);
+        StoreResults(dst + at, whole, rows[0]);
     }
     return at;
 }
 
-static inline size_t GuardedVectors(uint8_t* dst, uint8_t* doubts, const uint8_t* const* rows, const float* weights,
-                                    int taps, const RowTolerance& tolerance, size_t bytes) {
+template <class Sample>
+static inline size_t GuardedVectors(uint8_t* dst, uint8_t* doubts, const Sample* const* rows, const float* weights,
+                                    int taps, const RowTolerance& tolerance, size_t count) {
     size_t at = 0;
-    for (; at + sizeof(Bytes) <= bytes; at += sizeof(Bytes)) {
+    for (; at + sizeof(Bytes) <= count; at += sizeof(Bytes)) {
         Floats sums[4], partials[4];
         for (int i = 0; i < 4; ++i) sums[i] = partials[i] = SplatFloat(0);
         for (int j = 0; j < taps; ++j) {
             const Floats weight = SplatFloat(weights[j]);
-            const FourFloats values = FloatsOfBytes(LoadBytes(rows[j] + at));
+            const FourFloats values = LoadSamples(rows[j] + at);
             for (int i = 0; i < 4; ++i) {
                 sums[i] = Add(sums[i], Multiply(weight, values.part[i]));
                 partials[i] = Add(partials[i], Magnitudes(sums[i]));
@@ -65,19 +99,41 @@ static inline size_t GuardedVectors(uint8_t* dst, uint8_t* doubts, const uint8_t
         }
         Bytes whole[4], near[4];
         for (int i = 0; i < 4; ++i) {
-            const Floats rounding = Multiply(SplatFloat(2 / 16777216.0f), partials[i]);
+            const Floats rounding = Multiply(SplatFloat(tolerance.rounding), partials[i]);
             whole[i] = BytesOfSums(sums[i]);
             near[i] = NearSteps(sums[i], Multiply(SplatFloat(1.05f), Add(rounding, SplatFloat(tolerance.fixed))));
         }
-        StoreBytes(dst + at, Narrowed(whole[0], whole[1], whole[2], whole[3]));
-        StoreBytes(doubts + at, Narrowed(near[0], near[1], near[2], near[3]));
+        StoreResults(dst + at, whole, rows[0]);
+        StoreResults(doubts + at, near, rows[0]);
     }
     return at;
 }
+
+// As many positions as the level has lanes.
+static inline size_t SumColumnVectors(float* sums, const uint8_t* row, const int64_t* offsets, const float* weights,
+                                      size_t pitch, int taps, size_t count) {
+    size_t k = 0;
+    for (; k + kLanes <= count; k += kLanes) {
+        Floats sum = SplatFloat(0);
+        const float* columnWeights = weights + k;
+        for (int group = 0; group < taps; group += 4) {
+            const ColumnGroup<1> pixels(row + group, offsets + k);
+            for (int column = 0; column < 4; ++column, columnWeights += pitch) {
+                sum = Add(sum, Multiply(LoadFloats(columnWeights), pixels.Channel(column, 0)));
+            }
+        }
+        StoreFloats(sums + k, sum);
+    }
+    return k;
+}
 #else
 static inline size_t SumVectors(uint8_t*, const uint8_t* const*, const float*, int, size_t) { return 0; }
-static inline size_t GuardedVectors(uint8_t*, uint8_t*, const uint8_t* const*, const float*, int, const RowTolerance&,
+template <class Sample>
+static inline size_t GuardedVectors(uint8_t*, uint8_t*, const Sample* const*, const float*, int, const RowTolerance&,
                                     size_t) {
+    return 0;
+}
+static inline size_t SumColumnVectors(float*, const uint8_t*, const int64_t*, const float*, size_t, int, size_t) {
     return 0;
 }
 #endif
@@ -87,12 +143,34 @@ static void SumRows(uint8_t* dst, const uint8_t* const* rows, const float* weigh
     for (; at < bytes; ++at) dst[at] = SumOfRows(rows, weights, taps, at);
 }
 
+template <class Sample>
+static inline int GuardSamples(uint8_t* dst, uint8_t* doubts, const Sample* const* rows, const float* weights, int taps,
+                               const RowTolerance& tolerance, size_t count) {
+    size_t at = GuardedVectors(dst, doubts, rows, weights, taps, tolerance, count);
+    for (; at < count; ++at) dst[at] = GuardedSum(doubts + at, rows, weights, taps, at, tolerance);
+    uint8_t any = 0;
+    for (size_t i = 0; i < count; ++i) any |= doubts[i];
+    return any;
+}
+
 static int GuardedRows(uint8_t* dst, uint8_t* doubts, const uint8_t* const* rows, const float* weights, int taps,
                        float neglected, size_t bytes) {
-    const RowTolerance tolerance(weights, taps, neglected);
-    size_t at = GuardedVectors(dst, doubts, rows, weights, taps, tolerance, bytes);
-    for (; at < bytes; ++at) dst[at] = GuardedSum(doubts + at, rows, weights, taps, at, tolerance);
-    uint8_t any = 0;
-    for (size_t i = 0; i < bytes; ++i) any |= doubts[i];
-    return any;
+    return GuardSamples(dst, doubts, rows, weights, taps, ToleranceOfFew(weights, taps, neglected), bytes);
+}
+
+static void SumColumns(float* sums, const uint8_t* row, const int64_t* offsets, const float* weights, size_t pitch,
+                       int taps, size_t count) {
+    size_t k = SumColumnVectors(sums, row, offsets, weights, pitch, taps, count);
+    for (; k < count; ++k) {
+        float sum = 0;
+        for (int i = 0; i < taps; ++i) {
+            sum += weights[static_cast<size_t>(i) * pitch + k] * static_cast<float>(row[offsets[k] + i]);
+        }
+        sums[k] = sum;
+    }
+}
+
+static int GuardedSums(uint8_t* dst, uint8_t* doubts, const float* const* rows, const float* weights, int taps,
+                       float reach, size_t count) {
+    return GuardSamples(dst, doubts, rows, weights, taps, ToleranceOfColumns(weights, taps, reach), count);
 }

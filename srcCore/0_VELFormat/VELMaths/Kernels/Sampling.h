@@ -86,6 +86,16 @@ constexpr float kSeriesDeviation = 24 / 16777216.0f;
     X(int, GuardedRows,                                                                                               \
       (uint8_t * dst, uint8_t * doubts, const uint8_t* const* rows, const float* weights, int taps, float neglected,  \
        size_t bytes))                                                                                                 \
+    /* Grey pixels: sums[k] = the sum of weights[i * pitch + k] * row[offsets[k] + i], i from 0 to 3 or 11. */        \
+    X(void, SumColumns,                                                                                               \
+      (float* sums, const uint8_t* row, const int64_t* offsets, const float* weights, size_t pitch, int taps,         \
+       size_t count))                                                                                                 \
+    /* dst[i] = the sum of weights[j] * rows[j][i], j from 0 up, clamped and truncated, the rows being SumColumns of  \
+       weights of which no position's add up to more than `reach`; doubts[i] is 1 where Accumulate could differ, else \
+       0. Returns whether any is 1. */                                                                                \
+    X(int, GuardedSums,                                                                                               \
+      (uint8_t * dst, uint8_t * doubts, const float* const* rows, const float* weights, int taps, float reach,        \
+       size_t count))                                                                                                 \
     /* Alpha becomes 255, except where it is 1, the mark of a colour from outside. */                                 \
     X(void, OpaqueRow, (uint32_t * colours, size_t count))                                                            \
     /* Blue, green and red of colour words as 3-byte pixels. */                                                       \

@@ -130,11 +130,7 @@ template <>
 struct ColumnGroup<1> {
     Bytes words;
 
-    ColumnGroup(const uint8_t* at, const int64_t* offsets) {
-        alignas(Bytes) int32_t loaded[kLanes];
-        for (size_t i = 0; i < kLanes; ++i) memcpy(loaded + i, at + offsets[i], 4);
-        words = LoadBytes(loaded);
-    }
+    ColumnGroup(const uint8_t* at, const int64_t* offsets) : words(WordsAt(at, offsets)) {}
     Floats Channel(int column, int /*channel*/) const {
         return FloatsOf(And(VEL_BYTES_OP(srli_epi32)(words, static_cast<unsigned>(8 * column)), Splat32(255)));
     }
