@@ -42,4 +42,11 @@ VEL_CHECK(Deform, GatherPoints) {
     kernel(run.Out(run.count * static_cast<size_t>(to)), to, &source, columns, rows, run.count);
 }
 
+VEL_CHECK(Deform, HalveBlocks) {
+    const int pixelBytes = run.random.Pick({1, 3, 4});
+    const size_t blocks = run.count % 40, pixels = blocks == 0 ? 0 : 32 * blocks + 32;
+    uint8_t* dst = run.Out(32 * blocks * static_cast<size_t>(pixelBytes));
+    kernel(dst, run.In(pixels * static_cast<size_t>(pixelBytes)), blocks, pixelBytes);
+}
+
 VEL_CHECK_FAMILY(Deform, VEL_DEFORM_KERNELS)

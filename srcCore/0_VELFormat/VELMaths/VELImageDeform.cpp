@@ -27,7 +27,7 @@ public:
     // Called for every pixel in row order: negative modes keep the radius that the pixel before had.
     Point From(int64_t x, int64_t y) {
         const int64_t dx = m_cx - x, dy = m_cy - y;
-        const float distance = UTILMath::Sqrt(static_cast<float>(dx * dx + dy * dy));
+        const float distance = Distance(dx, dy);
         if (!(distance < static_cast<float>(m_radius))) return {-1, -1};
         if (m_mode > 3) return {x + x % 32 - 16, y};
         const double d = distance;
@@ -48,9 +48,11 @@ public:
         return {m_cx - Truncated(m_pulled * UTILMath::Cos(angle)), m_cy - Truncated(m_pulled * UTILMath::Sin(angle))};
     }
 
+    bool Inside(int64_t x, int64_t y) const { return Distance(m_cx - x, m_cy - y) < static_cast<float>(m_radius); }
     int32_t Radius() const { return m_radius; }
 
 private:
+    static float Distance(int64_t dx, int64_t dy) { return UTILMath::Sqrt(static_cast<float>(dx * dx + dy * dy)); }
     static int64_t Truncated(double value) { return static_cast<int64_t>(value); }
 
     int m_mode;
@@ -102,6 +104,10 @@ public:
           m_points(points) {}
 
     void Run() {
+        if (m_mode > 3 && m_source.pixels.pixelBytes == static_cast<int>(m_target.PixelBytes()) && !m_source.opaque) {
+            for (int32_t y = 0; y < m_height; ++y) WriteSawTeeth(y);
+            return;
+        }
         const int32_t centre = m_height / 2;
         for (int32_t y = 0; y <= centre && y < m_height; ++y) {
             MakePoints(centre - y);
@@ -182,6 +188,34 @@ private:
         }
         m_kernels.GatherPoints(m_target.Row(y), static_cast<int>(m_target.PixelBytes()), &m_source, m_points.columns,
                                m_points.rows, static_cast<size_t>(m_width));
+    }
+
+    // Every 32 columns the saw-tooth takes every second pixel of 64. Blocks whose pixels all are inside the circle and
+    // the image go by themselves; what is left and right of them goes point by point.
+    void WriteSawTeeth(int32_t y) {
+        constexpr int32_t kTooth = 32, kReach = 16;
+        const int32_t blocks = std::max(0, (m_width - kReach) / kTooth);
+        int32_t first = 1, last = blocks;
+        while (first < last && !m_map.Inside(first * kTooth, y)) ++first;
+        while (first < last && !m_map.Inside(last * kTooth - 1, y)) --last;
+        if (first >= last) return WritePoints(y, 0, m_width);
+        const ptrdiff_t pixelBytes = m_source.pixels.pixelBytes;
+        WritePoints(y, 0, first * kTooth);
+        m_kernels.HalveBlocks(
+            m_target.Row(y) + first * kTooth * pixelBytes,
+            m_source.pixels.bits + y * m_source.pixels.stride + (first * kTooth - kReach) * pixelBytes,
+            static_cast<size_t>(last - first), static_cast<int>(pixelBytes));
+        WritePoints(y, last * kTooth, m_width);
+    }
+
+    void WritePoints(int32_t y, int32_t first, int32_t last) {
+        const vel::CircleRow row = {m_mode,   m_width / 2,    m_height / 2,    m_width,
+                                    m_height, m_map.Radius(), m_height / 2 - y};
+        const auto count = static_cast<size_t>(last - first);
+        m_kernels.CirclePoints(m_points.columns, m_points.rows, &row, first, count);
+        const size_t pixelBytes = m_target.PixelBytes();
+        m_kernels.GatherPoints(m_target.Row(y) + static_cast<size_t>(first) * pixelBytes, static_cast<int>(pixelBytes),
+                               &m_source, m_points.columns, m_points.rows, count);
     }
 
     const vel::DeformKernels& m_kernels;

@@ -36,7 +36,9 @@ static constexpr uint32_t kMarkedAlpha = 1;
     /* dst pixel i of `bytes` bytes (the source's pixel bytes, or 4) = the source pixel at (columns[i], rows[i]). */   \
     X(void, GatherPoints,                                                                                              \
       (uint8_t * dst, int bytes, const CircleSource* source, const int32_t* columns, const int32_t* rows,              \
-       size_t count))
+       size_t count))                                                                                                  \
+    /* Blocks of 32 pixels, each every second one of 64 from src on, which moves on by 32 a block. */                  \
+    X(void, HalveBlocks, (uint8_t * dst, const uint8_t* src, size_t blocks, int pixelBytes))
 
 VEL_KERNEL_FAMILY(Deform, VEL_DEFORM_KERNELS)
 

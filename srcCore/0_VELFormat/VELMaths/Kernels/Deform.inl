@@ -200,3 +200,56 @@ static void GatherPoints(uint8_t* dst, int bytes, const CircleSource* source, co
     if (from == 1 && bytes == 4) GatherPlain(dst, 4, 1, *source, columns, rows, count);
     if (from == 3 && bytes == 4) GatherPlain(dst, 4, 3, *source, columns, rows, count);
 }
+
+#if VEL_AVX512
+// Every second of `pixelBytes`-byte pixels: places of results from byte `firstByte`
+// on, in two registers that begin at byte `from`.
+static constexpr BytePlaces EvenPlaces(int pixelBytes, int from, int firstByte) {
+    BytePlaces places{};
+    for (int i = 0; i < 64; ++i) {
+        const int byte = firstByte + i;
+        places.at[i] = static_cast<uint8_t>(byte / pixelBytes * 2 * pixelBytes + byte % pixelBytes - from);
+    }
+    return places;
+}
+static constexpr BytePlaces kEvenLow3 = EvenPlaces(3, 0, 0), kEvenHigh3 = EvenPlaces(3, 64, 64);
+static constexpr BytePlaces kEven1 = EvenPlaces(1, 0, 0), kEven4 = EvenPlaces(4, 0, 0);
+
+static inline void HalveBlock(uint8_t* dst, const uint8_t* src, int pixelBytes) {
+    const __m512i a = _mm512_loadu_si512(src);
+    if (pixelBytes == 1) {
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst),
+                            _mm512_castsi512_si256(_mm512_permutexvar_epi8(kEven1.Load(), a)));
+        return;
+    }
+    const __m512i b = _mm512_loadu_si512(src + 64), c = _mm512_loadu_si512(src + 128);
+    if (pixelBytes == 3) {
+        _mm512_storeu_si512(dst, _mm512_permutex2var_epi8(a, kEvenLow3.Load(), b));
+        const __m512i high = _mm512_permutex2var_epi8(b, kEvenHigh3.Load(), c);
+        _mm256_storeu_si256(reinterpret_cast<__m256i*>(dst + 64), _mm512_castsi512_si256(high));
+        return;
+    }
+    const __m512i d = _mm512_loadu_si512(src + 192);
+    _mm512_storeu_si512(dst, _mm512_permutex2var_epi8(a, kEven4.Load(), b));
+    _mm512_storeu_si512(dst + 64, _mm512_permutex2var_epi8(c, kEven4.Load(), d));
+}
+#else
+static inline __attribute__((always_inline)) void HalveBlock(uint8_t* dst, const uint8_t* src, int pixelBytes) {
+    // Three bytes are written as four where another pixel follows, which writes over the fourth.
+    for (int i = 0; i < 31; ++i) {
+        memcpy(dst + i * pixelBytes, src + 2 * i * pixelBytes, pixelBytes == 1 ? 1 : 4);
+    }
+    memcpy(dst + 31 * pixelBytes, src + 62 * pixelBytes, static_cast<size_t>(pixelBytes));
+}
+#endif
+
+static void HalveBlocks(uint8_t* dst, const uint8_t* src, size_t blocks, int pixelBytes) {
+#define VEL_HALVE(bytes) \
+    for (size_t i = 0; i < blocks; ++i, dst += 32 * (bytes), src += 32 * (bytes)) HalveBlock(dst, src, bytes)
+    switch (pixelBytes) {
+        case 1: VEL_HALVE(1); break;
+        case 3: VEL_HALVE(3); break;
+        default: VEL_HALVE(4); break;
+    }
+#undef VEL_HALVE
+}
