@@ -117,7 +117,7 @@ static void PackRow32To24(uint8_t* dst, const uint8_t* src, size_t pixels) {
                   LoadBytes(src + 4 * i + 192));
     }
 #endif
-#if VEL_AVX2
+#if VEL_VECTOR
     for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
         StorePixels(dst + 3 * i, LoadBytes(src + 4 * i));
     }
@@ -131,7 +131,7 @@ static void PackRow32To24(uint8_t* dst, const uint8_t* src, size_t pixels) {
 
 static void ColourIntoRow32(uint8_t* dst, const uint8_t* src, size_t pixels) {
     size_t i = 0;
-#if VEL_AVX2
+#if VEL_VECTOR
     const Bytes alpha = Splat32(static_cast<int>(0xFF000000u));
     for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
         StoreBytes(dst + 4 * i, Or(And(LoadBytes(dst + 4 * i), alpha), SpreadPixels(src + 3 * i)));
@@ -191,13 +191,9 @@ static void WordRow16To24(uint8_t* dst, const uint8_t* src, size_t pixels, int r
                             _mm512_castsi512_si256(_mm512_permutex2var_epi8(b.ends, rest, b.middle)));
     }
 #endif
-#if VEL_AVX2
+#if VEL_VECTOR
     for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
-#if VEL_AVX512
-        const Bytes words = _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(src + 2 * i)));
-#else
-        const Bytes words = _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * i)));
-#endif
+        const Bytes words = WidenWords(src + 2 * i);
         const auto moved = [&](int left, int mask) {
             return And(left < 0 ? VEL_BYTES_OP(srli_epi32)(words, -left) : VEL_BYTES_OP(slli_epi32)(words, left),
                        Splat32(mask));
@@ -405,7 +401,7 @@ static void WeightedRow(uint8_t* dst, const uint8_t* first, const uint8_t* secon
 
 static void ScaleSumTo8(uint8_t* dst, const uint8_t* src, size_t pixels, size_t pixelBytes, float factor,
                         float offset) {
-#if VEL_AVX2
+#if VEL_VECTOR
     const Scaler scaler(factor, offset);
     MapToBytes(dst, src, pixels, pixelBytes, pixelBytes == 3 ? kLaneSlack : 0, [&](const uint8_t* p) {
         return pixelBytes == 3
@@ -444,15 +440,10 @@ static void ScaleIntToInt(uint8_t* dst, const uint8_t* src, size_t pixels, float
 
 static void ScaleByteToInt(uint8_t* dst, const uint8_t* src, size_t pixels, float factor, float offset) {
     size_t i = 0;
-#if VEL_AVX2
+#if VEL_VECTOR
     const Scaler scaler(factor, offset);
     for (; i + kLanePixels <= pixels; i += kLanePixels) {
-#if VEL_AVX512
-        const Bytes ints = _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(src + i)));
-#else
-        const Bytes ints = _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(src + i)));
-#endif
-        StoreBytes(dst + 4 * i, scaler.ToInt(ints));
+        StoreBytes(dst + 4 * i, scaler.ToInt(WidenBytes(src + i)));
     }
 #endif
     for (; i < pixels; ++i) {

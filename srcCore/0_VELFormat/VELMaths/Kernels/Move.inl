@@ -317,12 +317,67 @@ static void PickRow(uint8_t* dst, const uint8_t* src, const uint8_t* end, const 
 #undef VEL_PICK
 }
 
+#if VEL_AVX512
+// Byte i of a register becomes pixel i: which byte comes next in the part-th register of the result.
+static constexpr BytePlaces GreyPlaces(int pixelBytes, int part) {
+    BytePlaces places{};
+    for (int i = 0; i < 64; ++i) places.at[i] = static_cast<uint8_t>((64 * part + i) / pixelBytes);
+    return places;
+}
+static constexpr BytePlaces kGreyPlaces3[3] = {GreyPlaces(3, 0), GreyPlaces(3, 1), GreyPlaces(3, 2)};
+static constexpr BytePlaces kGreyPlaces4[4] = {GreyPlaces(4, 0), GreyPlaces(4, 1), GreyPlaces(4, 2), GreyPlaces(4, 3)};
+
+template <int kPixelBytes>
+static inline size_t RepeatGreys(uint8_t* dst, const uint8_t* src, size_t pixels,
+                                 const BytePlaces (&places)[kPixelBytes], __m512i set) {
+    size_t i = 0;
+    for (; i + 64 <= pixels; i += 64, dst += 64 * kPixelBytes) {
+        const __m512i greys = _mm512_loadu_si512(src + i);
+        for (int part = 0; part < kPixelBytes; ++part) {
+            StoreBytes(dst + 64 * part, Or(_mm512_permutexvar_epi8(places[part].Load(), greys), set));
+        }
+    }
+    return i;
+}
+#endif
+
 static void GreyTo24(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    for (size_t i = 0; i < pixels; ++i) dst[3 * i] = dst[3 * i + 1] = dst[3 * i + 2] = src[i];
+    size_t i = 0;
+#if VEL_AVX512
+    i = RepeatGreys(dst, src, pixels, kGreyPlaces3, Splat8(0));
+#elif VEL_VECTOR
+    for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
+        StoreRepeated(dst + 3 * i, WidenBytes(src + i));
+    }
+#endif
+    for (; i < pixels; ++i) dst[3 * i] = dst[3 * i + 1] = dst[3 * i + 2] = src[i];
 }
 
 static void GreyTo32(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    for (size_t i = 0; i < pixels; ++i) {
+    size_t i = 0;
+#if VEL_VECTOR
+#if VEL_AVX2
+    const Bytes opaque = Splat32(static_cast<int>(0xFF000000));
+#endif
+#if VEL_AVX512
+    i = RepeatGreys(dst, src, pixels, kGreyPlaces4, opaque);
+#elif VEL_AVX2
+    for (; i + kLanePixels <= pixels; i += kLanePixels) {
+        StoreBytes(dst + 4 * i, Or(RepeatInLanes(WidenBytes(src + i)), opaque));
+    }
+#else
+    for (; i + kVectorBytes <= pixels; i += kVectorBytes) {
+        const Bytes greys = LoadBytes(src + i);
+        const Bytes low = _mm_unpacklo_epi8(greys, greys), lowSet = _mm_unpacklo_epi8(greys, Splat8(-1));
+        const Bytes high = _mm_unpackhi_epi8(greys, greys), highSet = _mm_unpackhi_epi8(greys, Splat8(-1));
+        StoreBytes(dst + 4 * i, _mm_unpacklo_epi16(low, lowSet));
+        StoreBytes(dst + 4 * i + 16, _mm_unpackhi_epi16(low, lowSet));
+        StoreBytes(dst + 4 * i + 32, _mm_unpacklo_epi16(high, highSet));
+        StoreBytes(dst + 4 * i + 48, _mm_unpackhi_epi16(high, highSet));
+    }
+#endif
+#endif
+    for (; i < pixels; ++i) {
         const uint32_t word = src[i] * 0x010101u | 0xFF000000u;
         memcpy(dst + 4 * i, &word, 4);
     }
@@ -330,14 +385,11 @@ static void GreyTo32(uint8_t* dst, const uint8_t* src, size_t pixels) {
 
 static void ColourTo32(uint8_t* dst, const uint8_t* src, size_t pixels) {
     size_t i = 0;
-#if VEL_AVX512
-    const __m512i spread = kSpreadPlaces.Load(), opaque = _mm512_set1_epi32(static_cast<int>(0xFF000000));
-    for (; i + 16 <= pixels; i += 16) {
-        const __m512i words = _mm512_permutexvar_epi8(spread, _mm512_maskz_loadu_epi8(k48Bytes, src + 3 * i));
-        _mm512_storeu_si512(dst + 4 * i, _mm512_or_si512(words, opaque));
+#if VEL_VECTOR
+    const Bytes opaque = Splat32(static_cast<int>(0xFF000000));
+    for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
+        StoreBytes(dst + 4 * i, Or(SpreadPixels(src + 3 * i), opaque));
     }
-#elif VEL_AVX2
-    i = SpreadVectors(dst, src, pixels);
 #endif
     for (; i < pixels; ++i) {
         dst[4 * i] = src[3 * i];

@@ -137,15 +137,4 @@ static size_t ExchangeVectors(uint8_t* row, size_t pixels, int pixelBytes) {
     }
     return i;
 }
-
-static inline size_t SpreadVectors(uint8_t* dst, const uint8_t* src, size_t pixels) {
-    const __m128i opaque = _mm_set1_epi32(static_cast<int>(0xFF000000));
-    const __m128i places = _mm_set_epi8(-1, 11, 10, 9, -1, 8, 7, 6, -1, 5, 4, 3, -1, 2, 1, 0);
-    size_t i = 0;
-    // 16 bytes are read for four pixels.
-    for (; i + 6 <= pixels; i += 4) {
-        Store16(dst + 4 * i, _mm_or_si128(_mm_shuffle_epi8(Load16(src + 3 * i), places), opaque));
-    }
-    return i;
-}
 #endif

@@ -1,9 +1,45 @@
-// Pixels of 3 and 4 bytes in vector lanes, for the levels that can permute bytes. Included after Bytes.inl.
+// Pixels of 3 and 4 bytes in vector lanes. Included after Bytes.inl.
 
-#if VEL_AVX2
+#if VEL_VECTOR
 // kLanePixels 4-byte lanes of a vector hold one pixel each. Loading and storing them as 3-byte pixels touches at most
 // kLaneSlack bytes beyond the pixels; what a store leaves there is meant to be overwritten by the next one.
 static constexpr size_t kLanePixels = kVectorBytes / 4;
+
+// kLanePixels bytes or 16-bit words, each in a lane.
+static inline Bytes WidenBytes(const uint8_t* p) {
+#if VEL_AVX512
+    return _mm512_cvtepu8_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+#elif VEL_AVX2
+    return _mm256_cvtepu8_epi32(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
+#else
+    const Bytes zero = Splat8(0);
+    return _mm_unpacklo_epi16(_mm_unpacklo_epi8(_mm_loadu_si32(p), zero), zero);
+#endif
+}
+static inline Bytes WidenWords(const uint8_t* p) {
+#if VEL_AVX512
+    return _mm512_cvtepu16_epi32(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
+#elif VEL_AVX2
+    return _mm256_cvtepu16_epi32(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
+#else
+    return _mm_unpacklo_epi16(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)), Splat8(0));
+#endif
+}
+
+// The lowest byte of each lane in its three colour bytes; the fourth is 0.
+static inline Bytes RepeatInLanes(Bytes lanes) {
+#if VEL_AVX2
+    const __m128i places = _mm_set_epi8(-1, 12, 12, 12, -1, 8, 8, 8, -1, 4, 4, 4, -1, 0, 0, 0);
+#if VEL_AVX512
+    return _mm512_shuffle_epi8(lanes, _mm512_broadcast_i32x4(places));
+#else
+    return _mm256_shuffle_epi8(lanes, _mm256_broadcastsi128_si256(places));
+#endif
+#else
+    const Bytes low = And(lanes, Splat32(0xFF));
+    return Or(low, Or(_mm_slli_epi32(low, 8), _mm_slli_epi32(low, 16)));
+#endif
+}
 
 #if VEL_AVX512
 static constexpr size_t kLaneSlack = 16;
@@ -41,7 +77,7 @@ static inline void StorePixels(uint8_t* p, Bytes lanes) {
                                 41, 40, 38, 37, 36, 34, 33, 32, 30, 29, 28, 26, 25, 24, 22, 21,  //
                                 20, 18, 17, 16, 14, 13, 12, 10, 9, 8, 6, 5, 4, 2, 1, 0));
 }
-#else
+#elif VEL_AVX2
 static constexpr size_t kLaneSlack = 4;
 
 static inline Bytes SpreadPixels(const uint8_t* p) {
@@ -69,15 +105,39 @@ static inline void StoreRepeated(uint8_t* p, Bytes lanes) {
 static inline void StorePixels(uint8_t* p, Bytes lanes) {
     StoreThirds(p, lanes, _mm_set_epi8(-1, -1, -1, -1, 14, 13, 12, 10, 9, 8, 6, 5, 4, 2, 1, 0));
 }
+#else
+static constexpr size_t kLaneSlack = 4;
+
+// By shifts: there is no byte permute.
+static inline Bytes SpreadPixels(const uint8_t* p) {
+    const Bytes bytes = LoadBytes(p);
+    const Bytes low = _mm_unpacklo_epi32(bytes, _mm_srli_si128(bytes, 3));
+    const Bytes high = _mm_unpacklo_epi32(_mm_srli_si128(bytes, 6), _mm_srli_si128(bytes, 9));
+    return And(_mm_unpacklo_epi64(low, high), Splat32(0x00FFFFFF));
+}
+
+static inline void StorePixels(uint8_t* p, Bytes lanes) {
+    // Two pixels are brought together in each half, then the halves.
+    const Bytes pairs = Or(And(lanes, _mm_set1_epi64x(0x0000000000FFFFFF)),
+                           And(_mm_srli_epi64(lanes, 8), _mm_set1_epi64x(0x0000FFFFFF000000)));
+    const Bytes upper = _mm_and_si128(_mm_srli_si128(pairs, 2), _mm_set_epi32(0, -1, -65536, 0));
+    const Bytes bytes = Or(_mm_move_epi64(pairs), upper);
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), bytes);
+    _mm_storeu_si32(p + 8, _mm_srli_si128(bytes, 8));
+}
+
+static inline void StoreRepeated(uint8_t* p, Bytes lanes) { StorePixels(p, RepeatInLanes(lanes)); }
 #endif
 
 // blue + green + red of each lane.
 static inline Bytes ChannelSums(Bytes pixels) {
-    const Bytes weights = Splat32(0x00010101);
 #if VEL_AVX512
-    return _mm512_dpbusd_epi32(_mm512_setzero_si512(), pixels, weights);
+    return _mm512_dpbusd_epi32(_mm512_setzero_si512(), pixels, Splat32(0x00010101));
+#elif VEL_AVX2
+    return _mm256_madd_epi16(_mm256_maddubs_epi16(pixels, Splat32(0x00010101)), Splat16(1));
 #else
-    return VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(maddubs_epi16)(pixels, weights), Splat16(1));
+    const Bytes ends = _mm_madd_epi16(And(pixels, Splat32(0x00FF00FF)), Splat16(1));
+    return _mm_add_epi32(ends, And(_mm_srli_epi32(pixels, 8), Splat32(0xFF)));
 #endif
 }
 #endif

@@ -37,7 +37,7 @@ static void LookUpRow32(uint8_t* row, size_t pixels, const uint8_t* table) {
     }
 }
 
-#if VEL_AVX2
+#if VEL_VECTOR
 static inline Bytes ThirdOfLanes(Bytes sums) { return VEL_BYTES_OP(mulhi_epu16)(sums, Splat16(21846)); }
 
 // 0xFFFFFFFF in the lanes whose sum is above the limit.
@@ -45,19 +45,10 @@ static inline Bytes LanesAbove(Bytes sums, int limit) {
 #if VEL_AVX512
     return _mm512_movm_epi32(_mm512_cmpgt_epi32_mask(sums, Splat32(limit)));
 #else
-    return _mm256_cmpgt_epi32(sums, Splat32(limit));
+    return VEL_BYTES_OP(cmpgt_epi32)(sums, Splat32(limit));
 #endif
 }
 
-// The lowest byte of each lane in its three colour bytes.
-static inline Bytes RepeatInLanes(Bytes lanes) {
-    const __m128i places = _mm_set_epi8(-1, 12, 12, 12, -1, 8, 8, 8, -1, 4, 4, 4, -1, 0, 0, 0);
-#if VEL_AVX512
-    return _mm512_shuffle_epi8(lanes, _mm512_broadcast_i32x4(places));
-#else
-    return _mm256_shuffle_epi8(lanes, _mm256_broadcastsi128_si256(places));
-#endif
-}
 static inline Bytes WithAlphaOf(Bytes colours, Bytes pixels) {
     const Bytes alpha = Splat32(static_cast<int>(0xFF000000u));
     return Or(And(colours, Splat32(0x00FFFFFF)), And(pixels, alpha));
@@ -66,7 +57,7 @@ static inline Bytes WithAlphaOf(Bytes colours, Bytes pixels) {
 
 static void GreyRow24(uint8_t* dst, const uint8_t* src, size_t pixels) {
     size_t i = 0;
-#if VEL_AVX2
+#if VEL_VECTOR
     for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
         StoreRepeated(dst + 3 * i, ThirdOfLanes(ChannelSums(SpreadPixels(src + 3 * i))));
     }
@@ -79,7 +70,7 @@ static void GreyRow24(uint8_t* dst, const uint8_t* src, size_t pixels) {
 
 static void GreyRow32(uint8_t* dst, const uint8_t* src, size_t pixels) {
     size_t i = 0;
-#if VEL_AVX2
+#if VEL_VECTOR
     for (; i + kVectorBytes / 4 <= pixels; i += kVectorBytes / 4) {
         const Bytes old = LoadBytes(src + 4 * i);
         StoreBytes(dst + 4 * i, WithAlphaOf(RepeatInLanes(ThirdOfLanes(ChannelSums(old))), old));
@@ -94,24 +85,27 @@ static void GreyRow32(uint8_t* dst, const uint8_t* src, size_t pixels) {
     }
 }
 
-#if VEL_AVX2
-// Luma of the bytes at p, p + 1, p + 2 for a vector's worth of 16-bit lanes.
-static inline Bytes LumaLanes(const uint8_t* p) {
+#if VEL_VECTOR
+// A vector's worth of 16-bit lanes from bytes.
+static inline Bytes LanesOfBytes(const uint8_t* p) {
 #if VEL_AVX512
-    const __m512i a = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
-    const __m512i b = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 1)));
-    const __m512i c = _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p + 2)));
+    return _mm512_cvtepu8_epi16(_mm256_loadu_si256(reinterpret_cast<const __m256i*>(p)));
+#elif VEL_AVX2
+    return _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
 #else
-    const __m256i a = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p)));
-    const __m256i b = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 1)));
-    const __m256i c = _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 2)));
+    return _mm_unpacklo_epi8(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)), Splat8(0));
 #endif
+}
+
+// Luma of the bytes at p, p + 1, p + 2 for as many.
+static inline Bytes LumaLanes(const uint8_t* p) {
+    const Bytes a = LanesOfBytes(p), b = LanesOfBytes(p + 1), c = LanesOfBytes(p + 2);
     const Bytes first = Splat32(117 | 601 << 16), last = Splat32(306), zero = Splat8(0);
     const Bytes low = VEL_BYTES_OP(add_epi32)(VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpacklo_epi16)(a, b), first),
                                               VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpacklo_epi16)(c, zero), last));
     const Bytes high = VEL_BYTES_OP(add_epi32)(VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpackhi_epi16)(a, b), first),
                                                VEL_BYTES_OP(madd_epi16)(VEL_BYTES_OP(unpackhi_epi16)(c, zero), last));
-    return VEL_BYTES_OP(packus_epi32)(VEL_BYTES_OP(srli_epi32)(low, 10), VEL_BYTES_OP(srli_epi32)(high, 10));
+    return VEL_BYTES_OP(packs_epi32)(VEL_BYTES_OP(srli_epi32)(low, 10), VEL_BYTES_OP(srli_epi32)(high, 10));
 }
 #endif
 
@@ -125,6 +119,10 @@ static void LumaRow8(uint8_t* dst, const uint8_t* src, size_t count) {
     for (; i + 32 <= count; i += 32) {
         const __m256i packed = _mm256_packus_epi16(LumaLanes(src + i), LumaLanes(src + i + 16));
         StoreBytes(dst + i, _mm256_permute4x64_epi64(packed, 0xD8));
+    }
+#elif VEL_VECTOR
+    for (; i + 16 <= count; i += 16) {
+        StoreBytes(dst + i, _mm_packus_epi16(LumaLanes(src + i), LumaLanes(src + i + 8)));
     }
 #endif
     for (; i < count; ++i) {
@@ -150,7 +148,7 @@ static void ShiftRow(uint8_t* row, size_t bytes, const uint8_t* up, const uint8_
 
 static void ThresholdRow(uint8_t* row, size_t pixels, int pixelBytes, int limit) {
     size_t i = 0;
-#if VEL_AVX2
+#if VEL_VECTOR
     if (pixelBytes == 3) {
         for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
             StoreRepeated(row + 3 * i, LanesAbove(ChannelSums(SpreadPixels(row + 3 * i)), limit));

@@ -1,6 +1,6 @@
 // Kernels of the median; see Rank.h.
 
-#if VEL_AVX2
+#if VEL_VECTOR
 // Keys of pixels in 32-bit lanes; the fourth byte does not count.
 static inline Bytes KeysOfLanes(Bytes pixels) {
     const Bytes blueAndRed = And(pixels, Splat32(0x00FF00FF)), greenAndAlpha = VEL_BYTES_OP(srli_epi16)(pixels, 8);
@@ -12,11 +12,14 @@ static inline Bytes KeysOfLanes(Bytes pixels) {
 static inline void StoreLanesAsBytes(uint8_t* dst, Bytes lanes) {
 #if VEL_AVX512
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst), _mm512_cvtepi32_epi8(lanes));
-#else
+#elif VEL_AVX2
     const Bytes words = _mm256_packus_epi32(lanes, lanes), bytes = _mm256_packus_epi16(words, words);
     const Bytes order = _mm256_setr_epi32(0, 4, 0, 4, 0, 4, 0, 4);
     _mm_storel_epi64(reinterpret_cast<__m128i*>(dst),
                      _mm256_castsi256_si128(_mm256_permutevar8x32_epi32(bytes, order)));
+#else
+    const Bytes words = _mm_packs_epi32(lanes, lanes);
+    _mm_storeu_si32(dst, _mm_packus_epi16(words, words));
 #endif
 }
 #endif
@@ -27,7 +30,7 @@ static void KeyRow(uint8_t* keys, const uint8_t* src, size_t pixels, size_t pixe
         return;
     }
     size_t i = 0;
-#if VEL_AVX2
+#if VEL_VECTOR
     if (pixelBytes == 4) {
         for (; i + kLanePixels <= pixels; i += kLanePixels) {
             StoreLanesAsBytes(keys + i, KeysOfLanes(LoadBytes(src + 4 * i)));
