@@ -49,10 +49,10 @@ struct RuleCard {
     std::string alpha;
     std::vector<int> blueFirst;  // depths at which blue and red are treated differently; blue is first in memory
     bool namesChannels = false;  // arguments name a channel or a colour
-    std::string random;     // what is drawn; empty when nothing is
-    std::string window;     // pixels that one result pixel looks at
-    std::string tiling;     // how the result can be computed in parts
-    bool tileable = false;  // parts with a margin of the window give the same pixels as the whole
+    std::string random;          // what is drawn; empty when nothing is
+    std::string window;          // pixels that one result pixel looks at
+    std::string tiling;          // how the result can be computed in parts
+    bool tileable = false;       // parts with a margin of the window give the same pixels as the whole
     std::vector<std::pair<std::string, std::string>> results;  // result code, its meaning here
 };
 

@@ -134,9 +134,8 @@ static void WeighRow(uint8_t* dst, const uint8_t* src, size_t count, uint32_t fa
     if (!quotient.divide) {
         WeighRowBy(dst, src, count, factor, [=](uint32_t sum) { return ClampSum(sum, negate, offset); });
     } else if (farthest) {
-        WeighRowBy(dst, src, count, factor, [=](uint32_t sum) {
-            return QuotientOfNearest(sum, farthest, narrowReciprocal, negate, offset);
-        });
+        WeighRowBy(dst, src, count, factor,
+                   [=](uint32_t sum) { return QuotientOfNearest(sum, farthest, narrowReciprocal, negate, offset); });
     } else {
         WeighRowBy(dst, src, count, factor, [=](uint32_t sum) { return QuotientOf(sum, reciprocal, negate, offset); });
     }

@@ -23,7 +23,7 @@ constexpr size_t kKeys = 256, kKeyGroups = 16, kKeyCounts = kKeys + kKeyGroups;
     /* counts[i] += added[i] - dropped[i] for kKeyCounts counts */                                                  \
     X(void, SlideCounts, (uint32_t * counts, const uint32_t* added, const uint32_t* dropped))                       \
     /* The key that comes at *rank when all are sorted; *rank becomes how many of that key come before. It is less  \
-       than the number of all, which is less than 2^31. */                                                                     \
+       than the number of all, which is less than 2^31. */                                                          \
     X(uint8_t, KeyAtRank, (const uint32_t* counts, uint32_t* rank))
 
 VEL_KERNEL_FAMILY(Rank, VEL_RANK_KERNELS)
