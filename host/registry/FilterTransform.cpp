@@ -184,12 +184,13 @@ Operation KernelOfIntegers() {
         {"S_OK", "done; the new image is delivered, written or not"},
         {"E_INVALIDARG", "no image or no kernel was given, or the kernel is larger than the image; nothing is made"},
         {"E_FAIL", "the host made no new image"}};
-    Operation op =
-        Base("kernel", "Kernel", "Scale and shift a 32-bit integer image by a kernel's last coefficient",
-             "Of the kernel only the last coefficient and of the window only the lower right pixel enter; the value "
-             "goes to the window's centre. Nothing is computed when the height equals the kernel's size. Reached "
-             "through the class's own table, not through its interface.",
-             std::move(card));
+    Operation op = Base(
+        "kernel", "Kernel", "Scale and shift a 32-bit integer image by a kernel's last coefficient",
+        "Of the kernel only the last coefficient and of the window only the lower right pixel enter; the value "
+        "goes to the window's centre. Nothing is computed when the height equals the kernel's size. Reached "
+        "through the class's own table, not through its interface. A host's GetBits is taken to give the stride in "
+        "32-bit values for it, not in bytes.",
+        std::move(card));
     op.parameters = {KernelParameter("coefficients from -32768 to 32767, as for filter"), Divisor(), Offset()};
     op.parameters[0].minimum = INT16_MIN;
     op.parameters[0].maximum = INT16_MAX;

@@ -1360,7 +1360,8 @@ def kernel(image: ImageLike, *, kernel: Kernel, divisor: int = 0, offset: int = 
 
     Of the kernel only the last coefficient and of the window only the lower right pixel enter; the value goes to
     the window's centre. Nothing is computed when the height equals the kernel's size. Reached through the class's
-    own table, not through its interface.
+    own table, not through its interface. A host's GetBits is taken to give the stride in 32-bit values for it, not
+    in bytes.
 
     Parameters
     ----------
