@@ -96,7 +96,8 @@ public:
                                              : nullptr) {}
     ScratchBuffer(const ScratchBuffer&) = delete;
     ScratchBuffer& operator=(const ScratchBuffer&) = delete;
-    ~ScratchBuffer() { std::free(m_data); }
+    // Clang's analyzer believes that a std::optional destroys its value twice.
+    ~ScratchBuffer() { std::free(m_data); }  // NOLINT(clang-analyzer-unix.Malloc)
     uint8_t* Data() const { return m_data; }
     template <class T>
     T* As() const {

@@ -17,7 +17,7 @@ SmartPtr<Image> SideImages::Get(const std::string& path) {
     return image;
 }
 
-SmartPtr<Image> Chain::RunStep(const Step& step, SmartPtr<Image> image, FileResult* result) {
+SmartPtr<Image> Chain::RunStep(const Step& step, const SmartPtr<Image>& image, FileResult* result) {
     velhost::Images images;
     std::vector<SmartPtr<Image>> held;
     images[step.piped] = image.Get();
@@ -47,7 +47,7 @@ SmartPtr<Image> Chain::RunStep(const Step& step, SmartPtr<Image> image, FileResu
 // The format of an output that none was asked for: by its name, or the input's where it has no name or the input's own.
 static std::string FormatFor(const Job& job, const std::string& inputFormat) {
     const auto extension = [](const std::string& path) { return std::filesystem::path(path).extension(); };
-    const std::string format = velhost::FormatOf(job.output);
+    std::string format = velhost::FormatOf(job.output);
     if (!format.empty()) return format;
     if (job.output == "-" || (job.input != "-" && extension(job.output) == extension(job.input))) return inputFormat;
     throw Failure(kOutput, "'" + job.output + "' does not say which format to write; --as FORMAT does");
@@ -63,7 +63,7 @@ FileResult Chain::Process(const Job& job, unsigned index) {
         SmartPtr<Image> image = options.expand ? Expanded(loaded.image) : loaded.image;
         // The generator is the process's; a start of its own makes a file's result independent of the others.
         std::srand(options.seed.value_or(1) + index);
-        for (const Step& step : m_plan.steps) image = RunStep(step, std::move(image), &result);
+        for (const Step& step : m_plan.steps) image = RunStep(step, image, &result);
         velhost::SaveOptions save = options.save;
         save.overwrite = job.replace;
         if (save.format.empty()) save.format = FormatFor(job, loaded.info.format);

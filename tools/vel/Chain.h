@@ -33,7 +33,7 @@ public:
     FileResult Process(const Job& job, unsigned index);
 
 private:
-    SmartPtr<velhost::Image> RunStep(const Step& step, SmartPtr<velhost::Image> image, FileResult* result);
+    SmartPtr<velhost::Image> RunStep(const Step& step, const SmartPtr<velhost::Image>& image, FileResult* result);
 
     const Plan& m_plan;
     velhost::Module& m_module;

@@ -13,7 +13,6 @@ namespace {
 
 using velhost::FindOperation;
 using velhost::ImageArgument;
-using velhost::Operation;
 using velhost::Parameter;
 using velhost::ValueType;
 
@@ -123,7 +122,7 @@ std::vector<std::string> ParseStepWords(Step* step, const std::vector<std::strin
         if (image.name != "input") app.add_option("--" + image.name, texts[image.name]);
     }
     for (CLI::Option* option : app.get_options()) option->ignore_underscore();
-    const auto rest = ParseWith(&app, words, step->label + ": ");
+    auto rest = ParseWith(&app, words, step->label + ": ");
     for (const auto& [name, text] : texts) {
         if (app.get_option("--" + name)->count() > 0) SetArgument(step, name, text);
     }

@@ -213,9 +213,9 @@ private:
 };
 
 // Extremes along rows of column extremes.
-class RowRuns {
+class RunExtremes {
 public:
-    RowRuns(const ImageView& image, const Window& window, const Extremes& extremes, int rowsAtOnce)
+    RunExtremes(const ImageView& image, const Window& window, const Extremes& extremes, int rowsAtOnce)
         : m_extremes(extremes),
           m_columns(window.Columns()),
           m_bytes(SampleBytes(image)),
@@ -284,7 +284,7 @@ HRESULT ExtremumImage(const ImageView& target, const ImageView& source, int size
     const Extremes extremes(extremum);
     ColumnRuns columns(source, window, extremes);
     const int rowsAtOnce = columns.RowsAtOnce();
-    RowRuns rows(source, window, extremes, rowsAtOnce);
+    RunExtremes rows(source, window, extremes, rowsAtOnce);
     SampleWriter writer(target);
     if (!columns.Ready() || !rows.Ready() || !writer.Ready()) return E_FAIL;
     rows.FillOutside(columns.Source());

@@ -27,11 +27,11 @@ bool AllInside(const ImageView& view, size_t bytes, uint32_t rows, int64_t pitch
 
 }  // namespace
 
-RowRuns::RowRuns(const ImageView& view, size_t bytes, uint32_t rows, int64_t pitch)
+RowRuns::RowRuns(const ImageView& view, size_t bytes, uint32_t rows, std::optional<int64_t> pitch)
     : m_view(view),
-      m_pitch(pitch),
+      m_pitch(pitch.value_or(view.stride)),
       m_bytes(bytes),
-      m_direct(AllInside(view, bytes, rows, pitch)),
+      m_direct(AllInside(view, bytes, rows, m_pitch)),
       m_buffer(m_direct ? ScratchBuffer() : ScratchBuffer(bytes)) {}
 
 RowRuns::Inside RowRuns::InsideOf(int64_t y) const {

@@ -4,18 +4,20 @@
 // buffer: what lies outside the block reads as 0 and is not written.
 #pragma once
 
+#include <optional>
+
 #include "VELMathsHelpers.h"
 
 namespace vel {
 
 class RowRuns {
 public:
-    // `bytes` of each of `rows` rows that start `pitch` bytes apart.
-    RowRuns(const ImageView& view, size_t bytes, uint32_t rows, int64_t pitch);
-    RowRuns(const ImageView& view, size_t bytes, uint32_t rows) : RowRuns(view, bytes, rows, view.stride) {}
+    // `bytes` of each of `rows` rows that start `pitch` bytes apart, or the view's stride.
+    RowRuns(const ImageView& view, size_t bytes, uint32_t rows, std::optional<int64_t> pitch = {});
 
     // False when there was no memory for the buffer.
-    bool Ready() const { return m_direct || m_buffer.Data(); }
+    // Clang's analyzer does not see the constructor at work inside a std::optional.
+    bool Ready() const { return m_direct || m_buffer.Data(); }  // NOLINT(clang-analyzer-core.uninitialized.Branch)
     bool Empty() const { return m_view.Empty(); }
 
     // The run of row y, to be read until the next call.

@@ -79,7 +79,8 @@ uint32_t Sampler::ColourAt(float x, float y) const {
 // after its pixel; truncation towards zero brings everything above -1 to pixel 0.
 Span Sampler::DirectSpan(const float* positions, size_t count, uint32_t size) const {
     const int64_t after = m_method == Interpolation::IntegerBilinear ? 1 : m_taps / 2;
-    const auto firstCell = static_cast<float>(m_taps / 2 - 1);
+    const int before = m_taps / 2 - 1;
+    const auto firstCell = static_cast<float>(before);
     const auto below = [&](float position) {
         return m_taps == 1 ? !(position + m_add > -1) : !(position >= firstCell);
     };

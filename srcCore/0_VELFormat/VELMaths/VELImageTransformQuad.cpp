@@ -30,7 +30,8 @@ void StartWalk(CBresenhamLineFPB& walk, const Point& from, const Point& to, uint
 
 // The current point of an edge walk in pixels. 8-bit images drop the fraction; the others keep it.
 Point EdgePoint(const CBresenhamLineFPB& edge, uint32_t bitsPerPixel) {
-    if (bitsPerPixel == 8) return {static_cast<double>(edge.m_x / 256), static_cast<double>(edge.m_y / 256)};
+    const int column = edge.m_x / 256, row = edge.m_y / 256;
+    if (bitsPerPixel == 8) return {static_cast<double>(column), static_cast<double>(row)};
     return {edge.m_x * 0.00390625, edge.m_y * 0.00390625};
 }
 

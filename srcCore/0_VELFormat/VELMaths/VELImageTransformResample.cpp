@@ -18,9 +18,10 @@ float Centred(uint32_t index, float scale) { return (static_cast<float>(index) +
 
 // At 24 and 32 bits the sampled column snaps to a multiple of the pixel's bytes.
 float SnappedColumn(float column, uint32_t bitsPerPixel) {
-    if (bitsPerPixel == 24) return static_cast<float>(TruncateToInt(column) / 3 * 3);
-    if (bitsPerPixel == 32) return static_cast<float>(TruncateToInt(column) / 4 * 4);
-    return column;
+    if (bitsPerPixel != 24 && bitsPerPixel != 32) return column;
+    const int pixelBytes = bitsPerPixel == 24 ? 3 : 4;
+    const int snapped = TruncateToInt(column) / pixelBytes * pixelBytes;
+    return static_cast<float>(snapped);
 }
 
 // False when there was no memory.
