@@ -1,4 +1,6 @@
 // Warps through a coordinate mapping of the host, and the filling of the holes that a forward mapping leaves.
+#include <cstring>
+
 #include "PixelBlock.h"
 #include "Truncate.h"
 #include "VELImageTransform.h"
@@ -150,7 +152,11 @@ void FillByteVoids(const ImageView& view, int64_t channels, uint32_t enough) {
         uint8_t* row = view.Row(y);
         const uint8_t *below = view.Row(y + 1), *above = view.Row(y - 1);
         for (int64_t i = first; i < last; ++i) {
-            if (row[i] != 0) continue;
+            if (row[i] != 0) {
+                const void* next = std::memchr(row + i, 0, static_cast<size_t>(last - i));
+                if (!next) break;
+                i = static_cast<const uint8_t*>(next) - row;
+            }
             const uint32_t left = row[i - channels], right = row[i + channels];
             const uint32_t n = (left != 0) + (right != 0) + (below[i] != 0) + (above[i] != 0);
             if (n >= enough) row[i] = static_cast<uint8_t>((left + right + below[i] + above[i]) / n);
