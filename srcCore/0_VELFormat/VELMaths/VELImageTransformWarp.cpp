@@ -117,12 +117,16 @@ void PushFilled24(const Landing& landing, const ImageView& from, const ImageView
         previousRow = j;
         uint8_t pixel[3];
         std::memcpy(pixel, from.Row(j) + 3 * i, 3);
-        const bool below = y + 1 < to.height;
-        for (int64_t column = x; previous > 0 && column > previous; --column) {
-            std::memcpy(to.Row(y) + 3 * column, pixel, 3);
-            if (below) std::memcpy(to.Row(y + 1) + 3 * column, pixel, 3);
+        uint8_t* const row = to.Row(y);
+        // Mostly the one column x is filled, or none: both write without a branch, what is not meant to a spare pixel.
+        const bool fills = previous > 0 && x > previous, below = y + 1 < to.height;
+        uint8_t spare[3];
+        std::memcpy(fills && below ? row + to.stride + 3 * x : spare, pixel, 3);
+        for (int64_t column = x - 1; fills && column > previous; --column) {
+            std::memcpy(row + 3 * column, pixel, 3);
+            if (below) std::memcpy(row + to.stride + 3 * column, pixel, 3);
         }
-        std::memcpy(to.Row(y) + 3 * x, pixel, 3);
+        std::memcpy(row + 3 * x, pixel, 3);
         previous = x;
     });
 }
