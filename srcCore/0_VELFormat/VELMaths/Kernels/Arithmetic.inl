@@ -3,10 +3,14 @@
 // ---------------------------------------------------------------------------------------------------------------
 // Fills and masks
 
-// Whole pixels of 3 or 4 bytes fill the pattern, and it fills whole vectors.
+// Three vectors hold whole pixels of 3 or 4 bytes. Their bytes repeat every 24, which are three words.
 static inline void FillPattern(uint8_t* dst, size_t bytes, uint32_t word, size_t pixelBytes) {
+    const uint64_t four = word | static_cast<uint64_t>(word) << 32, p = word & 0x00FFFFFF;
+    const uint64_t period[3] = {pixelBytes == 4 ? four : p | p << 24 | p << 48,
+                                pixelBytes == 4 ? four : p >> 16 | p << 8 | p << 32 | p << 56,
+                                pixelBytes == 4 ? four : p >> 8 | p << 16 | p << 40};
     uint8_t pattern[192];
-    for (size_t i = 0; i < sizeof pattern; ++i) pattern[i] = static_cast<uint8_t>(word >> 8 * (i % pixelBytes));
+    for (size_t k = 0; k < 24; ++k) memcpy(pattern + 8 * k, period + k % 3, 8);
     size_t i = 0;
 #if VEL_VECTOR
     const Bytes a = LoadBytes(pattern), b = LoadBytes(pattern + kVectorBytes),
@@ -53,14 +57,13 @@ static inline void StoreMaskedBytes(uint8_t* dst, const uint8_t* src, const uint
 // 64 pixels of 3 or 4 bytes; all three registers of 3-byte pixels ask for their pixels' mask bytes.
 template <size_t kPixelBytes>
 static inline void StoreMasked64(uint8_t* dst, const uint8_t* src, const uint8_t* mask) {
-    const __m512i selected = LoadBytes(mask);
-    const __mmask64 stored = _mm512_test_epi8_mask(selected, selected);
     for (size_t v = 0; v < kPixelBytes; ++v) {
         const __m512i old = LoadBytes(dst + 64 * v), offered = LoadBytes(src + 64 * v);
         if (kPixelBytes == 4) {
-            StoreBytes(dst + 64 * v, _mm512_mask_blend_epi32(static_cast<__mmask16>(stored >> 16 * v), old, offered));
+            const __m512i wide = WidenBytes(mask + 16 * v);
+            StoreBytes(dst + 64 * v, _mm512_mask_blend_epi32(_mm512_test_epi32_mask(wide, wide), old, offered));
         } else {
-            const __m512i wide = _mm512_permutexvar_epi8(LoadBytes(kPlacesOfPixels.place[v]), selected);
+            const __m512i wide = _mm512_permutexvar_epi8(LoadBytes(kPlacesOfPixels.place[v]), LoadBytes(mask));
             StoreBytes(dst + 64 * v, _mm512_mask_blend_epi8(_mm512_test_epi8_mask(wide, wide), old, offered));
         }
     }
