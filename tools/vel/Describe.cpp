@@ -120,8 +120,11 @@ static std::string PythonValue(const velhost::Parameter& parameter, const std::s
         case ValueType::Integer:
         case ValueType::Float: return text;
         case ValueType::Boolean: return text == "true" ? "True" : "False";
-        case ValueType::Point:
-            return "(" + text.substr(0, text.find(',')) + ", " + text.substr(text.find(',') + 1) + ")";
+        case ValueType::Point: {
+            std::string tuple = text;
+            tuple.replace(text.find(','), 1, ", ");
+            return '(' + tuple + ')';
+        }
         case ValueType::Enumeration: return isNumber ? text : '"' + PythonName(text) + '"';
         default: return '"' + text + '"';
     }
