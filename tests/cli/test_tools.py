@@ -166,6 +166,9 @@ class Completion(VelTest):
         self.completed("vel rotate --angle 30 --method catm", "catmull-rom", "catmull-rom-half")
         self.completed("vel negative --over", "--overwrite")
         self.completed("vel negative --as web", "webp")
+        self.completed("vel rotate --method=catm", "catmull-rom", "catmull-rom-half")
+        self.completed("vel rotate --method=", "bicubic-sharp", "catmull-rom")
+        self.completed("vel rotate --angle=30 --meth", "--method")
 
     def test_bash_completes_files_that_can_be_used(self):
         terminal = self.in_bash("vel info pho\t --json; echo rea''dy\n")

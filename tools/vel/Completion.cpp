@@ -144,14 +144,22 @@ Candidates After(const Words& before) {
 
 constexpr const char* kBash = R"sh(# bash completion for vel
 _vel() {
-    local current=${COMP_WORDS[COMP_CWORD]} word files=
+    local current=${COMP_WORDS[COMP_CWORD]} word files= words=() i
+    # Bash takes --option=value apart, into three words.
+    for ((i = 1; i <= COMP_CWORD; ++i)); do
+        if [[ ${COMP_WORDS[i]} != = ]]; then
+            words+=("${COMP_WORDS[i]}")
+        elif ((i == COMP_CWORD)); then
+            words+=("") current=
+        fi
+    done
     COMPREPLY=()
     while IFS= read -r word; do
         case $word in
             :files) files=1 ;;
             *) COMPREPLY+=("${word%%$'\t'*}") ;;
         esac
-    done < <("${COMP_WORDS[0]}" __complete "$COMP_CWORD" "${COMP_WORDS[@]:1}" 2>/dev/null)
+    done < <("${COMP_WORDS[0]}" __complete "${#words[@]}" "${words[@]}" 2>/dev/null)
     if [[ -n $files ]]; then
         compopt -o filenames 2>/dev/null
         while IFS= read -r word; do COMPREPLY+=("$word"); done < <(compgen -f -- "$current")
