@@ -213,7 +213,7 @@ void SaveFile(const Image& image, const std::filesystem::path& path, const SaveO
 std::vector<FormatInfo> Formats() {
     std::vector<FormatInfo> formats;
     for (const Codec* codec : Codecs()) {
-        formats.push_back({codec->name, codec->description, codec->extensions, codec->library});
+        formats.push_back({codec->name, codec->description, codec->extensions, codec->backend});
     }
     return formats;
 }

@@ -126,7 +126,7 @@ struct FormatInfo {
     std::string name;
     std::string description;
     std::vector<std::string> extensions;  // lower case, without a dot
-    std::string library;                  // name and version of the library behind it, empty for our own code
+    std::string backend;                  // name and version of the library behind it, empty for our own code
 };
 std::vector<FormatInfo> Formats();
 // The format whose extension the name has, whatever its case; empty when there is none.

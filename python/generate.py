@@ -276,10 +276,10 @@ def stub(ops):
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
-    parser.add_argument("--library", default=os.path.join(HERE, "..", "build", "release", "lib", "libvel.so"))
+    parser.add_argument("--library", dest="libvel", default=os.path.join(HERE, "..", "build", "release", "lib", "libvel.so"))
     parser.add_argument("--out", default=os.path.join(HERE, "velmaths"))
     args = parser.parse_args()
-    ops = sorted(operations(args.library), key=lambda op: op["name"])
+    ops = sorted(operations(args.libvel), key=lambda op: op["name"])
     for op in ops:
         named = [op] + op["parameters"] + [c for p in op["parameters"] for c in p.get("choices", [])]
         HYPHENATED.update(n["name"] for n in named if "-" in n["name"])

@@ -120,7 +120,7 @@ vel_result vel_formats_json(const char** json) {
                 list.push_back({{"name", format.name},
                                 {"description", format.description},
                                 {"extensions", format.extensions},
-                                {"library", format.library}});
+                                {"library", format.backend}});
             }
             return list.dump();
         }();

@@ -18,7 +18,7 @@ struct Codec {
     const char* name;
     const char* description;
     std::vector<std::string> extensions;
-    std::string library;
+    std::string backend;
     // True when the content is of this format, judged by its first bytes.
     bool (*matches)(Bytes data);
     // Reads the header and, when `pixels`, the picture; else the image stays null.

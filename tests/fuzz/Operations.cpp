@@ -9,6 +9,7 @@
 #include "host/Mappings.h"
 #include "host/Module.h"
 #include "host/Registry.h"
+#include "support/Levels.h"
 
 using velhost::Image;
 using velhost::Shape;
@@ -202,10 +203,10 @@ const std::vector<std::unique_ptr<velhost::Module>>& Modules() {
         // Images that would take longer than they teach are refused like those for which there is no memory.
         Image::SetByteLimit(1 << 17);
         loaded.push_back(std::make_unique<velhost::Module>(VEL_FUZZ_MODULE));
-        for (const char* level : {VEL_FUZZ_LEVEL_MODULES}) {
-            if (std::strstr(level, "avx2") && !__builtin_cpu_supports("avx2")) continue;
-            if (std::strstr(level, "avx512") && !__builtin_cpu_supports("avx512vbmi")) continue;
-            loaded.push_back(std::make_unique<velhost::Module>(level));
+        for (const char* level : {"baseline", "avx2", "avx512"}) {
+            const std::string module = std::string(VEL_FUZZ_LEVEL_MODULES) + level + ".so";
+            if (!test::MachineHasLevel(level)) continue;
+            loaded.push_back(std::make_unique<velhost::Module>(module));
         }
         return loaded;
     }();

@@ -28,7 +28,7 @@
 
 #include "Kernels/Kernels.h"
 #include "support/Images.h"
-#include "support/Main.h"
+#include "support/Levels.h"
 
 namespace test {
 

@@ -115,7 +115,7 @@ int VersionCommand(const Words& words) {
     }
     for (const velhost::FormatInfo& format : velhost::Formats()) {
         version["formats"].push_back(
-            {{"name", format.name}, {"library", format.library}, {"extensions", format.extensions}});
+            {{"name", format.name}, {"library", format.backend}, {"extensions", format.extensions}});
     }
     if (asJson) {
         std::printf("%s\n", version.dump(2).c_str());

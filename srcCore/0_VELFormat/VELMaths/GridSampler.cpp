@@ -180,9 +180,7 @@ void GridSampler::SumColumns(const uint8_t* row, float* sums) const {
                                        m_count, m_sampler.m_taps, DirectCount());
     }
     const auto outside = static_cast<float>(m_sampler.m_outside & 0xFF);
-    for (size_t i = 0; i < m_count; ++i) {
-        if (row && IsDirect(i)) i = m_span.last;
-        if (i == m_count) break;
+    ForSlowColumns(row != nullptr, [&](size_t i) {
         const int64_t first = FirstTap(m_sampler.m_method, m_columns[i]);
         sums[i] = 0;
         for (size_t k = 0; k < taps; ++k) {
@@ -190,7 +188,7 @@ void GridSampler::SumColumns(const uint8_t* row, float* sums) const {
             const bool inside = row && x >= 0 && x < int64_t{m_sampler.m_source.width};
             sums[i] += m_weights[k * m_count + i] * (inside ? static_cast<float>(row[x]) : outside);
         }
-    }
+    });
 }
 
 void GridSampler::SumHeldRows(float y, uint8_t* dst) {
@@ -222,10 +220,7 @@ void GridSampler::SumHeldRows(float y, uint8_t* dst) {
 // Alpha of what is not on the direct path, where the 4 x 4 methods leave it out.
 void GridSampler::ClearSlowAlpha(float y, uint8_t* dst) const {
     const bool inside = ReachOf(m_sampler.m_method, y, m_sampler.m_source.height).inside;
-    for (size_t i = 0; i < m_count; ++i) {
-        if (inside && IsDirect(i)) i = m_span.last;
-        if (i < m_count) dst[4 * i + 3] = 0;
-    }
+    ForSlowColumns(inside, [&](size_t i) { dst[4 * i + 3] = 0; });
 }
 
 void GridSampler::SumDoubtfulAgain(float y, uint8_t* dst) const {

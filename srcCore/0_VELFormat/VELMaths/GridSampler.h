@@ -20,6 +20,12 @@ public:
 private:
     size_t DirectCount() const { return m_span.last - m_span.first; }
     bool IsDirect(size_t column) const { return column >= m_span.first && column < m_span.last; }
+    // Calls body(column) for the columns that are not direct; for all of them unless the row is.
+    template <class Body>
+    void ForSlowColumns(bool directRow, Body&& body) const {
+        for (size_t i = 0; i < (directRow ? m_span.first : m_count); ++i) body(i);
+        for (size_t i = directRow ? m_span.last : m_count; i < m_count; ++i) body(i);
+    }
     void WeighColumns();
     void FindPickedColumns();
     void SampleSlowly(float y, const ImageView& to, int64_t row, size_t first, size_t last) const;

@@ -91,6 +91,7 @@ struct RowPoints {
 //   fish-eye and bulge   (-dx, dy) and (dx, -dy) have the point's x or y mirrored,
 //   swirl                (-dx, -dy) has both mirrored,
 //   unwrap               (dx, -dy) has the same point.
+// The saw-tooth has no use for that.
 class CircleRows {
 public:
     CircleRows(const ImageView& target, const ImageView& source, int mode, bool opaque, const RowPoints& points)
@@ -104,7 +105,7 @@ public:
           m_points(points) {}
 
     void Run() {
-        if (m_mode > 3 && m_source.pixels.pixelBytes == static_cast<int>(m_target.PixelBytes()) && !m_source.opaque) {
+        if (m_mode > 3) {
             for (int32_t y = 0; y < m_height; ++y) WriteSawTeeth(y);
             return;
         }
@@ -114,7 +115,7 @@ public:
             Write(y);
             const int32_t mirrored = 2 * centre - y;
             if (mirrored == y || mirrored >= m_height) continue;
-            MirrorPoints(centre - y);
+            MirrorPoints();
             Write(mirrored);
         }
     }
@@ -143,8 +144,8 @@ private:
         }
     }
 
-    // From the points of row dy to those of row -dy.
-    void MirrorPoints(int32_t dy) {
+    // From the points of a row above the middle to those of the row as far below.
+    void MirrorPoints() {
         int32_t *columns = m_points.columns, *rows = m_points.rows;
         const int32_t across = m_width / 2 * 2, down = m_height / 2 * 2;
         if (m_mode == 2) {
@@ -161,7 +162,6 @@ private:
         if (m_mode < 3) {
             for (int32_t x = 0; x < m_width; ++x) rows[x] = down - rows[x];
         }
-        if (m_mode > 3) std::fill_n(rows, m_width, m_height / 2 + dy);
     }
 
     // Nearly all pieces of a row have none.
@@ -191,15 +191,16 @@ private:
     }
 
     // Every 32 columns the saw-tooth takes every second pixel of 64. Blocks whose pixels all are inside the circle and
-    // the image go by themselves; what is left and right of them goes point by point.
+    // the image go by themselves where pixels are copied as they are; what is left and right of them goes point by
+    // point.
     void WriteSawTeeth(int32_t y) {
         constexpr int32_t kTooth = 32, kReach = 16;
-        const int32_t blocks = std::max(0, (m_width - kReach) / kTooth);
-        int32_t first = 1, last = blocks;
+        const ptrdiff_t pixelBytes = m_source.pixels.pixelBytes;
+        const bool copied = pixelBytes == static_cast<ptrdiff_t>(m_target.PixelBytes()) && !m_source.opaque;
+        int32_t first = 1, last = copied ? (m_width - kReach) / kTooth : 0;
         while (first < last && !m_map.Inside(first * kTooth, y)) ++first;
         while (first < last && !m_map.Inside(last * kTooth - 1, y)) --last;
         if (first >= last) return WritePoints(y, 0, m_width);
-        const ptrdiff_t pixelBytes = m_source.pixels.pixelBytes;
         WritePoints(y, 0, first * kTooth);
         m_kernels.HalveBlocks(
             m_target.Row(y) + first * kTooth * pixelBytes,

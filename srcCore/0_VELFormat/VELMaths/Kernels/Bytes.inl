@@ -31,6 +31,13 @@ static inline Bytes Or(Bytes a, Bytes b) { return _mm_or_si128(a, b); }
 static inline Bytes Xor(Bytes a, Bytes b) { return _mm_xor_si128(a, b); }
 #endif
 static constexpr size_t kVectorBytes = sizeof(Bytes);
+#if !VEL_AVX2
+// The first four 3-byte pixels as words whose fourth byte is any: by shifts, as there is no byte permute.
+static inline Bytes SpreadFour(Bytes bytes) {
+    const Bytes low = _mm_unpacklo_epi32(bytes, _mm_srli_si128(bytes, 3));
+    return _mm_unpacklo_epi64(low, _mm_unpacklo_epi32(_mm_srli_si128(bytes, 6), _mm_srli_si128(bytes, 9)));
+}
+#endif
 static inline Bytes Splat8(int v) { return VEL_BYTES_OP(set1_epi8)(static_cast<char>(v)); }
 static inline Bytes Splat16(int v) { return VEL_BYTES_OP(set1_epi16)(static_cast<short>(v)); }
 static inline Bytes Splat32(int v) { return VEL_BYTES_OP(set1_epi32)(v); }

@@ -1,4 +1,4 @@
-// Pixels gathered by 32-bit offsets.
+// Pixels gathered by offsets.
 
 #if VEL_VECTOR
 // Words at 32- or 64-bit offsets, one in each lane. Loads by themselves: the processor's own gather takes up to three

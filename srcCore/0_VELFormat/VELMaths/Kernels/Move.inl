@@ -355,17 +355,14 @@ static void GreyTo24(uint8_t* dst, const uint8_t* src, size_t pixels) {
 
 static void GreyTo32(uint8_t* dst, const uint8_t* src, size_t pixels) {
     size_t i = 0;
-#if VEL_VECTOR
-#if VEL_AVX2
-    const Bytes opaque = Splat32(static_cast<int>(0xFF000000));
-#endif
 #if VEL_AVX512
-    i = RepeatGreys(dst, src, pixels, kGreyPlaces4, opaque);
+    i = RepeatGreys(dst, src, pixels, kGreyPlaces4, Splat32(static_cast<int>(0xFF000000)));
 #elif VEL_AVX2
+    const Bytes opaque = Splat32(static_cast<int>(0xFF000000));
     for (; i + kLanePixels <= pixels; i += kLanePixels) {
         StoreBytes(dst + 4 * i, Or(RepeatInLanes(WidenBytes(src + i)), opaque));
     }
-#else
+#elif VEL_VECTOR
     for (; i + kVectorBytes <= pixels; i += kVectorBytes) {
         const Bytes greys = LoadBytes(src + i);
         const Bytes low = _mm_unpacklo_epi8(greys, greys), lowSet = _mm_unpacklo_epi8(greys, Splat8(-1));
@@ -375,7 +372,6 @@ static void GreyTo32(uint8_t* dst, const uint8_t* src, size_t pixels) {
         StoreBytes(dst + 4 * i + 32, _mm_unpacklo_epi16(high, highSet));
         StoreBytes(dst + 4 * i + 48, _mm_unpackhi_epi16(high, highSet));
     }
-#endif
 #endif
     for (; i < pixels; ++i) {
         const uint32_t word = src[i] * 0x010101u | 0xFF000000u;

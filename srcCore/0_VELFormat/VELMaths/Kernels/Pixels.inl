@@ -108,13 +108,7 @@ static inline void StorePixels(uint8_t* p, Bytes lanes) {
 #else
 static constexpr size_t kLaneSlack = 4;
 
-// By shifts: there is no byte permute.
-static inline Bytes SpreadPixels(const uint8_t* p) {
-    const Bytes bytes = LoadBytes(p);
-    const Bytes low = _mm_unpacklo_epi32(bytes, _mm_srli_si128(bytes, 3));
-    const Bytes high = _mm_unpacklo_epi32(_mm_srli_si128(bytes, 6), _mm_srli_si128(bytes, 9));
-    return And(_mm_unpacklo_epi64(low, high), Splat32(0x00FFFFFF));
-}
+static inline Bytes SpreadPixels(const uint8_t* p) { return And(SpreadFour(LoadBytes(p)), Splat32(0x00FFFFFF)); }
 
 static inline void StorePixels(uint8_t* p, Bytes lanes) {
     // Two pixels are brought together in each half, then the halves.

@@ -105,9 +105,7 @@ static inline Bytes LoadPixels(const uint8_t* at, const int64_t* offsets) {
     const __m128i places = _mm_set_epi8(-1, 11, 10, 9, -1, 8, 7, 6, -1, 5, 4, 3, -1, 2, 1, 0);
     return _mm256_shuffle_epi8(both, _mm256_broadcastsi128_si256(places));
 #else
-    if (kPixelBytes == 4) return low;
-    const __m128i left = _mm_unpacklo_epi32(low, _mm_srli_si128(low, 3));
-    return _mm_unpacklo_epi64(left, _mm_unpacklo_epi32(_mm_srli_si128(low, 6), _mm_srli_si128(low, 9)));
+    return kPixelBytes == 4 ? low : SpreadFour(low);
 #endif
 }
 
