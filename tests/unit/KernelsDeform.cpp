@@ -11,7 +11,22 @@ VEL_CHECK(Deform, CirclePoints) {
     row.centreY = row.height / 2;
     row.radius = run.random.Int(0, 2200);
     row.dy = row.centreY - run.random.Int(0, row.height - 1);
-    kernel(columns, rows, &row, run.random.Int(0, row.width - 1), run.count);
+    run.Returned(kernel(columns, rows, &row, run.random.Int(0, row.width - 1), run.count));
+}
+
+VEL_CHECK(Deform, MirrorPoints) {
+    int32_t* toColumns = run.Out<int32_t>(run.count);
+    int32_t* toRows = run.Out<int32_t>(run.count);
+    int32_t* columns = run.In<int32_t>(run.count);
+    int32_t* rows = run.In<int32_t>(run.count);
+    for (size_t i = 0; i < run.count; ++i) {
+        columns[i] = run.random.Chance(90) ? run.random.Int(-1, 3000) : vel::kUnsureColumn;
+        rows[i] = run.random.Int(-1, 3000);
+    }
+    run.Filled();
+    const vel::CircleMirror mirror{run.random.Chance(50) ? vel::kNotMirrored : run.random.Int(0, 3000),
+                                   run.random.Chance(50) ? vel::kNotMirrored : run.random.Int(0, 3000)};
+    kernel(toColumns, toRows, columns, rows, &mirror, run.count);
 }
 
 VEL_CHECK(Deform, GatherPoints) {
@@ -39,7 +54,8 @@ VEL_CHECK(Deform, GatherPoints) {
         rows[i] = run.random.Chance(90) ? run.random.Int(0, height - 1) : run.random.Int(-9, height + 9);
     }
     run.Filled();
-    kernel(run.Out(run.count * static_cast<size_t>(to)), to, &source, columns, rows, run.count);
+    kernel(run.Out(run.count * static_cast<size_t>(to)), to, &source, columns, rows, run.random.Int(-3000000, 3000000),
+           run.count);
 }
 
 VEL_CHECK(Deform, HalveBlocks) {

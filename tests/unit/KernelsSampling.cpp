@@ -75,7 +75,7 @@ VEL_CHECK(Sampling, PrefetchRow) {
     const float* x = Positions(run, run.count, 0, pixels.width);
     const float* y = Positions(run, run.count, 0, pixels.height);
     run.Filled();
-    kernel(&pixels.view, x, y, run.random.Int(-3000, 3000), run.random.Int(-3000, 3000), run.count);
+    kernel(&pixels.view, x, y, run.random.Int(-3000000, 3000000), run.count);
 }
 
 VEL_CHECK(Sampling, AddRow) {
@@ -92,7 +92,17 @@ VEL_CHECK(Sampling, NearestRow) {
     const float* y = Positions(run, run.count, 0, pixels.height - static_cast<double>(add));
     uint32_t* colours = run.Out<uint32_t>(run.count);
     run.Filled();
-    kernel(colours, &pixels.view, x, y, add, run.count);
+    kernel(colours, &pixels.view, x, y, add, run.random.Int(-3000000, 3000000), run.count);
+}
+
+VEL_CHECK(Sampling, TakeRow) {
+    const RandomPixels pixels = Pixels(run, 1);
+    const float add = run.random.Pick({0.0f, 0.5f});
+    const float* x = Positions(run, run.count, 0, pixels.width - static_cast<double>(add));
+    const float* y = Positions(run, run.count, 0, pixels.height - static_cast<double>(add));
+    uint8_t* dst = run.Out<uint8_t>(run.count * static_cast<size_t>(pixels.view.pixelBytes));
+    run.Filled();
+    kernel(dst, &pixels.view, x, y, add, run.random.Int(-3000000, 3000000), run.count);
 }
 
 VEL_CHECK(Sampling, TapOffsets) {

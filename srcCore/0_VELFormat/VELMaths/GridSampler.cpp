@@ -105,8 +105,8 @@ void GridSampler::SampleRow(float y, const ImageView& to, int64_t row) {
 
 // Columns first to last of a row, one of the two ways not being direct.
 void GridSampler::SampleSlowly(float y, const ImageView& to, int64_t row, size_t first, size_t last) const {
-    float rows[Sampler::kRun];
-    uint32_t colours[Sampler::kRun];
+    alignas(64) float rows[Sampler::kRun];
+    alignas(64) uint32_t colours[Sampler::kRun];
     for (size_t i = first; i < last; i += Sampler::kRun) {
         const size_t count = std::min(Sampler::kRun, last - i);
         std::fill_n(rows, count, y);
@@ -127,13 +127,13 @@ TapRun GridSampler::RowTaps(float y, const float* columnWeights, const int64_t* 
 }
 
 void GridSampler::SampleDirect(float y, const ImageView& to, int64_t row) const {
-    uint32_t colours[Sampler::kRun];
+    alignas(64) uint32_t colours[Sampler::kRun];
     if (m_sampler.m_taps == 1) {
-        float rows[Sampler::kRun];
+        alignas(64) float rows[Sampler::kRun];
         for (size_t i = m_span.first; i < m_span.last; i += Sampler::kRun) {
             const size_t count = std::min(Sampler::kRun, m_span.last - i);
             std::fill_n(rows, count, y);
-            m_sampler.SampleDirect(m_columns + i, rows, colours, count);
+            m_sampler.SampleDirect(m_columns + i, rows, colours, count, 0);
             StoreColours(to, row, i, colours, count);
         }
         return;
@@ -248,8 +248,8 @@ void GridSampler::SumDoubtfulAgain(float y, uint8_t* dst) const {
 // Some of the direct columns, with all their taps.
 void GridSampler::SumAgain(float y, const size_t* columns, size_t count, uint8_t* dst) const {
     alignas(64) float weights[12 * Sampler::kRun], rows[12 * Sampler::kRun];
-    int64_t offsets[Sampler::kRun];
-    uint32_t colours[Sampler::kRun];
+    alignas(64) int64_t offsets[Sampler::kRun];
+    alignas(64) uint32_t colours[Sampler::kRun];
     for (size_t i = 0; i < count; ++i) {
         offsets[i] = m_offsets[columns[i]];
         for (size_t k = 0; k < static_cast<size_t>(m_sampler.m_taps); ++k) {
@@ -264,8 +264,8 @@ void GridSampler::SumAgain(float y, const size_t* columns, size_t count, uint8_t
 
 // Some of the others.
 void GridSampler::SumSlowly(float y, const size_t* columns, size_t count, uint8_t* dst) const {
-    float x[Sampler::kRun] = {}, rows[Sampler::kRun];
-    uint32_t colours[Sampler::kRun];
+    alignas(64) float x[Sampler::kRun] = {}, rows[Sampler::kRun];
+    alignas(64) uint32_t colours[Sampler::kRun];
     for (size_t i = 0; i < count; ++i) x[i] = m_columns[columns[i]];
     std::fill_n(rows, Sampler::kRun, y);
     m_sampler.SampleSlowly(x, rows, colours, count);

@@ -97,7 +97,7 @@ void Sampler::Weigh(const float* positions, float* weights, size_t pitch, size_t
     const bool series = m_method == Interpolation::Sinc || m_method == Interpolation::BlackmanWindow;
     for (size_t first = 0; first < count; first += kRun) {
         const size_t run = std::min(kRun, count - first);
-        uint32_t doubts[kRun];
+        alignas(64) uint32_t doubts[kRun];
         std::fill_n(doubts, run, 1u);
         if (series) m_kernels.TapSeries(weights + first, pitch, positions + first, doubts, run, SeriesOf(m_method));
         for (size_t i = first; i < first + run; ++i) {
@@ -114,14 +114,15 @@ void Sampler::Accumulate(const SampledPixels& pixels, const TapRun& taps, uint32
     }
 }
 
-void Sampler::SampleDirect(const float* x, const float* y, uint32_t* colours, size_t count) const {
+void Sampler::SampleDirect(const float* x, const float* y, uint32_t* colours, size_t count, ptrdiff_t ahead) const {
     if (m_taps == 1) {
-        m_kernels.NearestRow(colours, &m_pixels, x, y, m_add, count);
+        m_kernels.NearestRow(colours, &m_pixels, x, y, m_add, ahead, count);
         if (m_method == Interpolation::IntegerBilinear && m_source.bitsPerPixel >= 24) {
             for (size_t k = 0; k < count; ++k) colours[k] |= 0xFF000000u;
         }
         return;
     }
+    if (ahead != 0) m_kernels.PrefetchRow(&m_pixels, x, y, ahead, count);
     alignas(64) float columns[12 * kRun], rows[12 * kRun];
     alignas(64) int64_t offsets[kRun];
     m_kernels.TapOffsets(offsets, &m_pixels, x, y, m_taps / 2 - 1, count);
@@ -133,7 +134,7 @@ void Sampler::SampleDirect(const float* x, const float* y, uint32_t* colours, si
     }
 
     // Sums of approximate weights, and again with exact ones where that could make a difference.
-    uint32_t doubts[kRun], rowDoubts[kRun];
+    alignas(64) uint32_t doubts[kRun], rowDoubts[kRun];
     m_kernels.TapSeries(columns, kRun, x, doubts, count, SeriesOf(m_method));
     m_kernels.TapSeries(rows, kRun, y, rowDoubts, count, SeriesOf(m_method));
     for (size_t k = 0; k < count; ++k) doubts[k] |= rowDoubts[k];
@@ -150,7 +151,7 @@ void Sampler::SampleDirect(const float* x, const float* y, uint32_t* colours, si
         offsets[doubtful] = offsets[k];
         places[doubtful++] = k;
     }
-    uint32_t exact[kRun];
+    alignas(64) uint32_t exact[kRun];
     Accumulate(m_pixels, taps, exact, doubtful);
     for (size_t k = 0; k < doubtful; ++k) colours[places[k]] = exact[k];
 }
@@ -172,8 +173,8 @@ void Sampler::SampleTiles(const float* x, const float* y, uint32_t* colours, siz
     const auto taps = static_cast<size_t>(m_taps), tilePixels = taps * taps;
     const uint32_t kept = m_method == Interpolation::Lanczos6 ? 0xFFFFFFFFu : 0x00FFFFFFu;
     alignas(64) uint32_t tiles[12 * 12 * kBatch];
-    float columns[12 * kBatch], rows[12 * kBatch];
-    int64_t offsets[kBatch];
+    alignas(64) float columns[12 * kBatch], rows[12 * kBatch];
+    alignas(64) int64_t offsets[kBatch];
     size_t places[kBatch], batched = 0;
     for (size_t i = 0; i < kBatch; ++i) offsets[i] = static_cast<int64_t>(i * tilePixels * sizeof(uint32_t));
     const auto* begin = reinterpret_cast<const uint8_t*>(tiles);
@@ -192,7 +193,7 @@ void Sampler::SampleTiles(const float* x, const float* y, uint32_t* colours, siz
             places[batched++] = k;
         }
         if (batched == kBatch || k + 1 == count) {
-            uint32_t sums[kBatch];
+            alignas(64) uint32_t sums[kBatch];
             Accumulate(pixels, {offsets, columns, kBatch, rows, kBatch}, sums, batched);
             for (size_t i = 0; i < batched; ++i) colours[places[i]] = sums[i] & kept;
             batched = 0;
@@ -215,21 +216,46 @@ void Sampler::CopyTile(int64_t left, int64_t top, uint32_t* tile) const {
     }
 }
 
-void Sampler::Sample(const float* x, const float* y, uint32_t* colours, size_t count) const {
-    const Span span =
-        m_direct ? Intersection(DirectSpan(x, count, m_source.width), DirectSpan(y, count, m_source.height)) : Span{};
+Span Sampler::DirectSpan(const float* x, const float* y, size_t count) const {
+    if (!m_direct) return {};
+    return Intersection(DirectSpan(x, count, m_source.width), DirectSpan(y, count, m_source.height));
+}
+
+void Sampler::Sample(const float* x, const float* y, uint32_t* colours, size_t count, ptrdiff_t ahead) const {
+    const Span span = DirectSpan(x, y, count);
     SampleSlowly(x, y, colours, span.first);
     const size_t direct = span.last - span.first;
-    if (direct > 0) SampleDirect(x + span.first, y + span.first, colours + span.first, direct);
+    if (direct > 0) SampleDirect(x + span.first, y + span.first, colours + span.first, direct, ahead);
     SampleSlowly(x + span.last, y + span.last, colours + span.last, count - span.last);
 }
 
+void Sampler::Take(const float* x, const float* y, uint8_t* to, size_t count, ptrdiff_t ahead) const {
+    const Span span = DirectSpan(x, y, count);
+    const auto pixelBytes = static_cast<size_t>(m_pixels.pixelBytes);
+    const auto outside = [&](size_t first, size_t last) {
+        alignas(64) uint32_t colours[kRun];
+        SampleSlowly(x + first, y + first, colours, last - first);
+        PackColours(to + first * pixelBytes, m_source.bitsPerPixel, colours, last - first);
+    };
+    if (span.first > 0) outside(0, span.first);
+    m_kernels.TakeRow(to + span.first * pixelBytes, &m_pixels, x + span.first, y + span.first, m_add, ahead,
+                      span.last - span.first);
+    if (span.last < count) outside(span.last, count);
+}
+
+void PackColours(uint8_t* to, uint32_t bitsPerPixel, const uint32_t* colours, size_t count) {
+    switch (bitsPerPixel) {
+        case 32: std::memcpy(to, colours, 4 * count); break;
+        case 24: Kernels().Sampling().StoreRow24(to, colours, count); break;
+        default: Kernels().Sampling().StoreRow8(to, colours, count);
+    }
+}
+
 void StoreColours(const ImageView& to, int64_t y, size_t x, const uint32_t* colours, size_t count) {
-    const SamplingKernels& kernels = Kernels().Sampling();
     switch (to.bitsPerPixel) {
-        case 32: std::memcpy(to.Row(y) + 4 * x, colours, 4 * count); break;
-        case 24: kernels.StoreRow24(to.Row(y) + 3 * x, colours, count); break;
-        case 8: kernels.StoreRow8(to.Row(y) + x, colours, count); break;
+        case 32:
+        case 24:
+        case 8: PackColours(to.Row(y) + x * to.PixelBytes(), to.bitsPerPixel, colours, count); break;
         default:
             for (size_t k = 0; k < count; ++k) {
                 SetPixelColor(to.bits, static_cast<int>(x + k), static_cast<int>(y), static_cast<int>(to.width),

@@ -68,13 +68,19 @@ public:
     // Takes the pixel at the truncated position, as the nearest-neighbour method would without adding a half.
     static Sampler Truncating(const ImageView& source);
 
-    // colours[k] = the colour at (x[k], y[k]) for at most kRun positions that are monotone in x and in y.
-    void Sample(const float* x, const float* y, uint32_t* colours, size_t count) const;
+    // Bytes from a pixel to the one (dx, dy) from it.
+    ptrdiff_t Distance(int dx, int dy) const { return dy * m_pixels.stride + ptrdiff_t{dx} * m_pixels.pixelBytes; }
 
-    // Fetches the pixels around the same positions moved by (dx, dy) into the caches.
-    void Prefetch(const float* x, const float* y, int dx, int dy, size_t count) const {
-        m_kernels.PrefetchRow(&m_pixels, x, y, dx, dy, count);
+    // colours[k] = the colour at (x[k], y[k]) for at most kRun positions that are monotone in x and in y. Fetches the
+    // pixels `ahead` bytes from those inside the image into the caches.
+    void Sample(const float* x, const float* y, uint32_t* colours, size_t count, ptrdiff_t ahead = 0) const;
+
+    // Whether a destination of that depth takes the image's pixels as they are.
+    bool Takes(uint32_t bitsPerPixel) const {
+        return m_direct && m_method == Interpolation::NearestNeighbour && bitsPerPixel == m_source.bitsPerPixel;
     }
+    // Writes the same colours as pixels of the image's own depth, which must be Taken.
+    void Take(const float* x, const float* y, uint8_t* to, size_t count, ptrdiff_t ahead) const;
 
 private:
     friend class GridSampler;
@@ -84,7 +90,8 @@ private:
     void SampleSlowly(const float* x, const float* y, uint32_t* colours, size_t count) const;
     void SampleTiles(const float* x, const float* y, uint32_t* colours, size_t count) const;
     void CopyTile(int64_t left, int64_t top, uint32_t* tile) const;
-    void SampleDirect(const float* x, const float* y, uint32_t* colours, size_t count) const;
+    void SampleDirect(const float* x, const float* y, uint32_t* colours, size_t count, ptrdiff_t ahead) const;
+    Span DirectSpan(const float* x, const float* y, size_t count) const;
     // weights[k * pitch + i] = the weight of tap k around positions[i], for positions on the direct path.
     void Weigh(const float* positions, float* weights, size_t pitch, size_t count) const;
     void Accumulate(const SampledPixels& pixels, const TapRun& taps, uint32_t* colours, size_t count) const;
@@ -98,6 +105,9 @@ private:
     uint32_t m_outside;  // the colour beyond the image
     bool m_direct;       // there are row kernels for the depth
 };
+
+// The colours as pixels of 8, 24 or 32 bits.
+void PackColours(uint8_t* to, uint32_t bitsPerPixel, const uint32_t* colours, size_t count);
 
 // Writes a run of colours into row y from column x on, at any depth that holds colours or greys.
 void StoreColours(const ImageView& to, int64_t y, size_t x, const uint32_t* colours, size_t count);

@@ -1,6 +1,7 @@
 #include "VELImageDeform.h"
 
 #include <algorithm>
+#include <cstring>
 
 #include "Kernels/Kernels.h"
 #include "SamplingRows.h"
@@ -78,116 +79,131 @@ void DeformPixels(const ImageView& target, const ImageView& source, int mode, bo
     }
 }
 
-// The points of a whole row and what of them is not sure yet.
-struct RowPoints {
-    int32_t* columns;
-    int32_t* rows;
-    int32_t* unsure;  // places whose points need the formula
-    size_t unsureCount;
-};
-
-// Whole rows: points by the kernel, those it is unsure of by the formula, then the pixels. The middle lies at (width /
-// 2, height / 2), and about it the sure points are mirrored: truncation is the same on both sides of 0, so
+// Rows in strips of columns, each taken from the image's top or bottom to its middle, so that the source pixels of
+// neighbouring rows are still in the nearest caches: points by the kernel, those it is unsure of by the formula, then
+// the pixels. The middle lies at (width / 2, height / 2), and about it the sure points are mirrored: truncation is the
+// same on both sides of 0, so
 //   fish-eye and bulge   (-dx, dy) and (dx, -dy) have the point's x or y mirrored,
 //   swirl                (-dx, -dy) has both mirrored,
 //   unwrap               (dx, -dy) has the same point.
 // The saw-tooth has no use for that.
 class CircleRows {
 public:
-    CircleRows(const ImageView& target, const ImageView& source, int mode, bool opaque, const RowPoints& points)
+    CircleRows(const ImageView& target, const ImageView& source, int mode, bool opaque)
         : m_kernels(vel::Kernels().Deform()),
           m_target(target),
           m_mode(mode),
           m_width(static_cast<int32_t>(source.width)),
           m_height(static_cast<int32_t>(source.height)),
+          m_centreX(m_width / 2),
+          m_centreY(m_height / 2),
           m_map(m_width, m_height, mode),
-          m_source{vel::PixelsOf(source), m_width, m_height, source.Colour(-1, -1), opaque ? 0xFF000000u : 0u},
-          m_points(points) {}
+          m_source{vel::PixelsOf(source), m_width, m_height, source.Colour(-1, -1), opaque ? 0xFF000000u : 0u} {}
 
     void Run() {
         if (m_mode > 3) {
             for (int32_t y = 0; y < m_height; ++y) WriteSawTeeth(y);
             return;
         }
-        const int32_t centre = m_height / 2;
-        for (int32_t y = 0; y <= centre && y < m_height; ++y) {
-            MakePoints(centre - y);
-            Write(y);
-            const int32_t mirrored = 2 * centre - y;
-            if (mirrored == y || mirrored >= m_height) continue;
-            MirrorPoints();
-            Write(mirrored);
+        const int32_t half = std::min(m_centreX + 1, m_width), made = m_mode < 2 ? half : m_width;
+        for (int32_t first = 0; first < made; first += kStrip) {
+            const Piece piece{first, std::min(first + kStrip, made)};
+            for (int32_t y = 0; y <= m_centreY && y < m_height; ++y) {
+                MakePoints(m_points, piece, y);
+                LookAhead(m_points, piece, y);
+                WriteMirrored(piece, y);
+            }
         }
     }
 
 private:
-    void MakePoints(int32_t dy) {
-        const int32_t centre = m_width / 2;
-        const vel::CircleRow row = {m_mode, centre, m_height / 2, m_width, m_height, m_map.Radius(), dy};
-        if (m_mode > 1) {
-            m_kernels.CirclePoints(m_points.columns, m_points.rows, &row, 0, static_cast<size_t>(m_width));
-            FindUnsure(m_width);
-            return;
+    static constexpr int32_t kStrip = 256;
+    static constexpr int32_t kRowsAhead = 8;
+
+    // Columns of a row.
+    struct Piece {
+        int32_t first, last;
+        size_t Count() const { return static_cast<size_t>(last - first); }
+    };
+    struct Points {
+        alignas(64) int32_t columns[kStrip];
+        alignas(64) int32_t rows[kStrip];
+        bool unsure = false;             // some points need the formula
+        int32_t acrossAhead, downAhead;  // about how far the points will have moved kRowsAhead rows on
+    };
+
+    // Writes a piece of row y, at or above the middle, and those it is mirrored to.
+    void WriteMirrored(const Piece& piece, int32_t y) {
+        const int32_t across = 2 * m_centreX, down = 2 * m_centreY, below = down - y;
+        const bool hasBelow = below > y && below < m_height;
+        // Column 0 has no partner where the width is even, the middle one is its own.
+        const Piece partners{std::max(piece.first, 1 - m_width % 2),
+                             m_mode < 2 ? std::min(piece.last, m_centreX) : piece.last};
+        if (m_mode < 2) WriteMirror(piece, partners, y, {across, vel::kNotMirrored});
+        if (hasBelow && m_mode == 2) {
+            WriteMirror(piece, partners, below, {across, down});
+            if (partners.first > piece.first) WriteByFormula(0, below);
+        } else if (hasBelow && (m_mode < 2 || m_points.unsure)) {
+            WriteMirror(piece, piece, below, {vel::kNotMirrored, m_mode < 2 ? down : vel::kNotMirrored});
+            if (m_mode < 2) WriteMirror(piece, partners, below, {across, down});
         }
-        const int32_t half = std::min(centre + 1, m_width);
-        m_kernels.CirclePoints(m_points.columns, m_points.rows, &row, 0, static_cast<size_t>(half));
-        FindUnsure(half);
-        for (int32_t x = half; x < m_width; ++x) {
-            // Unsigned because what is unsure is the least number.
-            m_points.columns[x] = static_cast<int32_t>(2 * static_cast<uint32_t>(centre) -
-                                                       static_cast<uint32_t>(m_points.columns[2 * centre - x]));
-            m_points.rows[x] = m_points.rows[2 * centre - x];
-        }
-        for (size_t i = m_points.unsureCount; i-- > 0;) {
-            const int32_t mirrored = 2 * centre - m_points.unsure[i];
-            if (mirrored >= half && mirrored < m_width) m_points.unsure[m_points.unsureCount++] = mirrored;
-        }
+        const bool same = hasBelow && m_mode == 3 && !m_points.unsure;
+        Write(m_points, piece, y);
+        if (same) std::memcpy(Pixel(piece.first, below), Pixel(piece.first, y), piece.Count() * m_target.PixelBytes());
     }
 
-    // From the points of a row above the middle to those of the row as far below.
-    void MirrorPoints() {
-        int32_t *columns = m_points.columns, *rows = m_points.rows;
-        const int32_t across = m_width / 2 * 2, down = m_height / 2 * 2;
-        if (m_mode == 2) {
-            for (size_t i = 0; i < m_points.unsureCount; ++i) columns[m_points.unsure[i]] = vel::kUnsureColumn;
-            // Column 0 has no partner where the width is even.
-            std::reverse(columns + 1 - m_width % 2, columns + m_width);
-            std::reverse(rows + 1 - m_width % 2, rows + m_width);
-            if (m_width % 2 == 0) columns[0] = vel::kUnsureColumn;
-            FindUnsure(m_width);
-            for (int32_t x = 0; x < m_width; ++x) {
-                columns[x] = static_cast<int32_t>(static_cast<uint32_t>(across) - static_cast<uint32_t>(columns[x]));
-            }
-        }
-        if (m_mode < 3) {
-            for (int32_t x = 0; x < m_width; ++x) rows[x] = down - rows[x];
-        }
+    uint8_t* Pixel(int32_t x, int32_t y) const {
+        return m_target.Row(y) + static_cast<size_t>(x) * m_target.PixelBytes();
     }
 
-    // Nearly all pieces of a row have none.
-    void FindUnsure(int32_t width) {
-        constexpr int32_t kPiece = 256;
-        m_points.unsureCount = 0;
-        for (int32_t first = 0; first < width; first += kPiece) {
-            const int32_t end = std::min(first + kPiece, width);
-            int32_t any = 0;
-            for (int32_t x = first; x < end; ++x) any |= m_points.columns[x] == vel::kUnsureColumn;
-            if (!any) continue;
-            for (int32_t x = first; x < end; ++x) {
-                if (m_points.columns[x] == vel::kUnsureColumn) m_points.unsure[m_points.unsureCount++] = x;
-            }
-        }
+    void MakePoints(Points& points, const Piece& piece, int32_t y) {
+        const vel::CircleRow row = {m_mode, m_centreX, m_centreY, m_width, m_height, m_map.Radius(), m_centreY - y};
+        points.unsure = m_kernels.CirclePoints(points.columns, points.rows, &row, piece.first, piece.Count()) != 0;
     }
 
-    void Write(int32_t y) {
-        for (size_t i = 0; i < m_points.unsureCount; ++i) {
-            const int32_t x = m_points.unsure[i];
+    // As far as the piece's middle point has moved since as many rows ago. A strip begins with y = 0.
+    void LookAhead(Points& points, const Piece& piece, int32_t y) {
+        const size_t middle = piece.Count() / 2;
+        const auto column = points.columns[middle], row = points.rows[middle];
+        Place& before = m_before[y % kRowsAhead];
+        const bool known = y >= kRowsAhead && before.column >= 0 && column >= 0;
+        points.acrossAhead = known ? column - before.column : 0;
+        points.downAhead = known ? row - before.row : 0;
+        before = {column, row};
+    }
+
+    // Writes row y's piece that lies opposite of `part`, a part of the piece that m_points belong to.
+    void WriteMirror(const Piece& piece, const Piece& part, int32_t y, const vel::CircleMirror& mirror) {
+        if (part.first >= part.last) return;
+        const int32_t skipped = part.first - piece.first;
+        m_kernels.MirrorPoints(m_mirrored.columns, m_mirrored.rows, m_points.columns + skipped, m_points.rows + skipped,
+                               &mirror, part.Count());
+        const bool reversed = mirror.across != vel::kNotMirrored;
+        m_mirrored.unsure = m_points.unsure;
+        m_mirrored.acrossAhead = reversed ? -m_points.acrossAhead : m_points.acrossAhead;
+        m_mirrored.downAhead = mirror.down != vel::kNotMirrored ? -m_points.downAhead : m_points.downAhead;
+        Write(m_mirrored, reversed ? Piece{mirror.across - part.last + 1, mirror.across - part.first + 1} : part, y);
+    }
+
+    void WriteByFormula(int32_t x, int32_t y) {
+        m_mirrored.columns[0] = vel::kUnsureColumn;
+        m_mirrored.acrossAhead = m_mirrored.downAhead = 0;
+        m_mirrored.unsure = true;
+        Write(m_mirrored, {x, x + 1}, y);
+    }
+
+    void Write(Points& points, const Piece& piece, int32_t y) {
+        for (int32_t x = piece.first; points.unsure && x < piece.last; ++x) {
+            const int32_t i = x - piece.first;
+            if (points.columns[i] != vel::kUnsureColumn) continue;
             const CircleMap::Point from = m_map.From(x, y);
-            m_points.columns[x] = static_cast<int32_t>(from.x);
-            m_points.rows[x] = static_cast<int32_t>(from.y);
+            points.columns[i] = static_cast<int32_t>(from.x);
+            points.rows[i] = static_cast<int32_t>(from.y);
         }
-        m_kernels.GatherPoints(m_target.Row(y), static_cast<int>(m_target.PixelBytes()), &m_source, m_points.columns,
-                               m_points.rows, static_cast<size_t>(m_width));
+        const vel::SampledPixels& pixels = m_source.pixels;
+        const ptrdiff_t ahead = points.downAhead * pixels.stride + ptrdiff_t{points.acrossAhead} * pixels.pixelBytes;
+        m_kernels.GatherPoints(Pixel(piece.first, y), static_cast<int>(m_target.PixelBytes()), &m_source,
+                               points.columns, points.rows, ahead, piece.Count());
     }
 
     // Every 32 columns the saw-tooth takes every second pixel of 64. Blocks whose pixels all are inside the circle and
@@ -210,22 +226,24 @@ private:
     }
 
     void WritePoints(int32_t y, int32_t first, int32_t last) {
-        const vel::CircleRow row = {m_mode,   m_width / 2,    m_height / 2,    m_width,
-                                    m_height, m_map.Radius(), m_height / 2 - y};
-        const auto count = static_cast<size_t>(last - first);
-        m_kernels.CirclePoints(m_points.columns, m_points.rows, &row, first, count);
-        const size_t pixelBytes = m_target.PixelBytes();
-        m_kernels.GatherPoints(m_target.Row(y) + static_cast<size_t>(first) * pixelBytes, static_cast<int>(pixelBytes),
-                               &m_source, m_points.columns, m_points.rows, count);
+        for (; first < last; first += kStrip) {
+            const Piece piece{first, std::min(first + kStrip, last)};
+            MakePoints(m_points, piece, y);
+            m_points.acrossAhead = m_points.downAhead = 0;
+            Write(m_points, piece, y);
+        }
     }
 
     const vel::DeformKernels& m_kernels;
     ImageView m_target;
     int m_mode;
-    int32_t m_width, m_height;
+    int32_t m_width, m_height, m_centreX, m_centreY;
     CircleMap m_map;
     vel::CircleSource m_source;
-    RowPoints m_points;
+    Points m_points, m_mirrored;
+    struct Place {
+        int32_t column, row;
+    } m_before[kRowsAhead];  // the last middle points of the strip
 };
 
 // Depths that are whole bytes on both sides.
@@ -233,22 +251,16 @@ bool RowsCanBeGathered(uint32_t from, uint32_t to) {
     return (from == 8 || from == 24 || from == 32) && (to == from || to == 32);
 }
 
-HRESULT Deform(const ImageView& target, const ImageView& source, int mode, bool opaque) {
+void Deform(const ImageView& target, const ImageView& source, int mode, bool opaque) {
     // Sides beyond 2^20 would make the kernel's points less exact than it promises.
     constexpr uint32_t kGreatestSide = 1u << 20;
-    if (static_cast<int32_t>(source.width) <= 0 || static_cast<int32_t>(source.height) <= 0 || !target.bits)
-        return S_OK;
+    if (static_cast<int32_t>(source.width) <= 0 || static_cast<int32_t>(source.height) <= 0 || !target.bits) return;
     if (!RowsCanBeGathered(source.bitsPerPixel, target.bitsPerPixel) || !source.bits || mode < 0 ||
         std::max(source.width, source.height) > kGreatestSide) {
         DeformPixels(target, source, mode, opaque);
-        return S_OK;
+    } else {
+        CircleRows(target, source, mode, opaque).Run();
     }
-    const size_t width = source.width;
-    const vel::ScratchBuffer scratch((3 * width + 1) * sizeof(int32_t));
-    int32_t* points = scratch.As<int32_t>();
-    if (!points) return E_FAIL;
-    CircleRows(target, source, mode, opaque, {points, points + width, points + 2 * width, 0}).Run();
-    return S_OK;
 }
 
 }  // namespace
@@ -264,6 +276,6 @@ HRESULT CVELImageDeform::CircleTransform(IVEL* image, int mode, int opaque) {
     made->Create(target.width, target.height, target.planes, target.bitsPerPixel, target.format);
     uint32_t unused = 0;
     made->GetBits(0, &unused, &target.bits, &target.stride);
-    if (const HRESULT code = Deform(target, source, mode, opaque != 0); Failed(code)) return code;
+    Deform(target, source, mode, opaque != 0);
     return vel::DeliverImage(image, std::move(made), nullptr);
 }

@@ -78,12 +78,6 @@ bool Replicate(const ImageView& from, const ImageView& to, float xScale, float y
 // Rows between the one that is sampled and the one whose pixels are fetched meanwhile.
 constexpr int kRowsAhead = 16;
 
-// Whether the positions, monotone along a run, are whole-number pixels of any image after truncation.
-bool Addressable(const float* positions, size_t count) {
-    constexpr float kLimit = 1e9f;
-    return std::abs(positions[0]) < kLimit && std::abs(positions[count - 1]) < kLimit;
-}
-
 // Takes the source pixel at (i + dx, (i - pivot) * yFactor + j), both truncated. False when there was no memory.
 bool SkewInto(const ImageView& from, const ImageView& to, float xFactor, float yFactor, int64_t pivotX, int64_t pivotY,
               bool opaque) {
@@ -97,20 +91,24 @@ bool SkewInto(const ImageView& from, const ImageView& to, float xFactor, float y
         rises[i] = FromPivot(i, pivotX) * yFactor;
     }
     const Sampler sampler = Sampler::Truncating(from);
+    const bool takes = !opaque && sampler.Takes(to.bitsPerPixel);
+    const int columnsAhead = std::abs(xFactor) < 1000 ? static_cast<int>(xFactor * kRowsAhead) : 0;
+    const ptrdiff_t ahead = sampler.Distance(columnsAhead, kRowsAhead);
     // Positions along a row are monotone unless a factor makes them no numbers.
     const size_t run = std::isfinite(xFactor) && std::isfinite(yFactor) ? kRun : 1;
-    float x[kRun], y[kRun];
-    uint32_t colours[kRun];
+    alignas(64) float x[kRun], y[kRun];
+    alignas(64) uint32_t colours[kRun];
     for (uint32_t j = 0; j < to.height; ++j) {
         const float dx = FromPivot(j, pivotY) * xFactor;
         for (size_t i = 0; i < to.width; i += run) {
             const size_t count = std::min(run, to.width - i);
             kernels.AddRow(x, columns + i, dx, count);
             kernels.AddRow(y, rises + i, static_cast<float>(j), count);
-            if (std::abs(xFactor) < 1000 && Addressable(x, count) && Addressable(y, count)) {
-                sampler.Prefetch(x, y, static_cast<int>(xFactor * kRowsAhead), kRowsAhead, count);
+            if (takes) {
+                sampler.Take(x, y, to.Row(j) + i * to.PixelBytes(), count, ahead);
+                continue;
             }
-            sampler.Sample(x, y, colours, count);
+            sampler.Sample(x, y, colours, count, ahead);
             if (opaque) kernels.OpaqueRow(colours, count);
             StoreColours(to, j, i, colours, count);
         }

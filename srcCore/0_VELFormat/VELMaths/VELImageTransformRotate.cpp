@@ -88,24 +88,35 @@ public:
         return {from + span.first, from + span.last};
     }
 
-    // Positions and colours of at most kRun pixels of the row.
-    void Sample(const Sampler& sampler, size_t first, size_t count) {
-        Kernels().Sampling().TurnRow(m_x, m_y, m_columns + first, m_row, &m_terms, count);
-        // What a later row of the strip will sample.
-        sampler.Prefetch(m_x, m_y, static_cast<int>(m_terms.sine * kRowsAhead),
-                         static_cast<int>(m_terms.cosine * kRowsAhead), count);
-        sampler.Sample(m_x, m_y, colours, count);
+    // The colours at at most kRun pixels of the row.
+    const uint32_t* Sample(const Sampler& sampler, size_t first, size_t count) {
+        Place(first, count);
+        sampler.Sample(m_x, m_y, m_colours, count, Ahead(sampler));
+        return m_colours;
+    }
+    // The same as pixels of the source's depth, which must be Taken.
+    void Take(const Sampler& sampler, size_t first, size_t count, uint8_t* to) {
+        Place(first, count);
+        sampler.Take(m_x, m_y, to, count, Ahead(sampler));
     }
 
-    uint32_t colours[kRun];
-
 private:
+    void Place(size_t first, size_t count) {
+        Kernels().Sampling().TurnRow(m_x, m_y, m_columns + first, m_row, &m_terms, count);
+    }
+    // What a later row of the strip will sample.
+    ptrdiff_t Ahead(const Sampler& sampler) const {
+        return sampler.Distance(static_cast<int>(m_terms.sine * kRowsAhead),
+                                static_cast<int>(m_terms.cosine * kRowsAhead));
+    }
+
     TurnTerms m_terms;
     float m_firstRow, m_row;
     ScratchBuffer m_memory;
     float* m_columns;
     Span m_spanX, m_spanY;  // of the row before: a good first guess
-    float m_x[kRun], m_y[kRun];
+    alignas(64) float m_x[kRun], m_y[kRun];
+    alignas(64) uint32_t m_colours[kRun];
 };
 
 // Writes the sampled pixels of Rotate, one after the other. Depths below 24 spill into the following rows or leave
@@ -122,9 +133,16 @@ public:
     bool Ordered() const { return m_skippedBytes == m_depthBytes; }
     void StartRow(int64_t row) { m_at = m_block.Row(row); }
     void Skip(size_t count) { m_at += static_cast<int64_t>(count) * m_skippedBytes; }
+    // Where the next pixels go, which then count as written; null when they are not all inside the image.
+    uint8_t* Next(size_t count) {
+        const int64_t bytes = static_cast<int64_t>(count) * m_writtenBytes;
+        uint8_t* inside = m_block.Inside(m_at, bytes);
+        if (inside) m_at += bytes;
+        return inside;
+    }
     void Write(const uint32_t* colours, size_t count) {
         const int64_t bytes = static_cast<int64_t>(count) * m_writtenBytes;
-        uint8_t packed[4 * Positions::kRun];
+        alignas(64) uint8_t packed[4 * Positions::kRun];
         uint8_t* inside = m_block.Inside(m_at, bytes);
         Pack(inside ? inside : packed, colours, count);
         if (!inside) m_block.Write(m_at, packed, bytes);
@@ -165,6 +183,7 @@ bool Overlap(const ImageView& a, const ImageView& b) {
 void TurnInto(const ImageView& from, const ImageView& to, Positions& at, int method, bool fourBytes) {
     const float right = static_cast<float>(from.width) - 4.0f, bottom = static_cast<float>(from.height) - 4.0f;
     const Sampler sampler(from, method);
+    const bool takes = sampler.Takes(to.bitsPerPixel);
     PixelWriter writer(to, fourBytes);
     const size_t stripWidth = writer.Ordered() ? kStripWidth : to.width;
     for (Span strip{0, 0}; strip.last < to.width; strip.first = strip.last) {
@@ -178,8 +197,12 @@ void TurnInto(const ImageView& from, const ImageView& to, Positions& at, int met
             writer.Skip(span.first);
             for (size_t i = span.first; i < span.last; i += Positions::kRun) {
                 const size_t count = std::min(Positions::kRun, span.last - i);
-                at.Sample(sampler, i, count);
-                writer.Write(at.colours, count);
+                uint8_t* place = takes ? writer.Next(count) : nullptr;
+                if (place) {
+                    at.Take(sampler, i, count, place);
+                } else {
+                    writer.Write(at.Sample(sampler, i, count), count);
+                }
             }
         }
     }
@@ -265,12 +288,12 @@ HRESULT CVELImageTransform::RotatePaste(IVEL* source, IVEL* destination, double 
                 [=](float y) { return y > bottom; });
             for (size_t i = span.first; i < span.last; i += run) {
                 const size_t count = std::min(run, span.last - i);
-                at.Sample(sampler, i, count);
+                const uint32_t* colours = at.Sample(sampler, i, count);
                 uint8_t* out = to.Row(j) + i * static_cast<size_t>(pixelBytes);
                 if (from.bitsPerPixel >= 25) {
-                    kernels.BlendRow(out, pixelBytes, at.colours, count);
+                    kernels.BlendRow(out, pixelBytes, colours, count);
                 } else {
-                    kernels.KeyedRow(out, pixelBytes, at.colours, static_cast<uint32_t>(transparentColour), count);
+                    kernels.KeyedRow(out, pixelBytes, colours, static_cast<uint32_t>(transparentColour), count);
                 }
             }
         }

@@ -9,15 +9,13 @@ static void TurnRow(float* x, float* y, const float* columns, float row, const T
     }
 }
 
-static void PrefetchRow(const SampledPixels* pixels, const float* x, const float* y, int dx, int dy, size_t count) {
+static void PrefetchRow(const SampledPixels* pixels, const float* x, const float* y, ptrdiff_t ahead, size_t count) {
     const SampledPixels source = *pixels;
-    const auto ahead = reinterpret_cast<uintptr_t>(source.bits) + static_cast<uintptr_t>(dy * source.stride) +
-                       static_cast<uintptr_t>(static_cast<ptrdiff_t>(dx) * source.pixelBytes);
     // Neighbouring positions mostly share a line.
     for (size_t k = 0; k < count; k += 4) {
         const ptrdiff_t at = static_cast<int32_t>(y[k]) * source.stride +
                              static_cast<ptrdiff_t>(static_cast<int32_t>(x[k])) * source.pixelBytes;
-        __builtin_prefetch(reinterpret_cast<const void*>(ahead + static_cast<uintptr_t>(at)));
+        Prefetch(source.bits + at, ahead);
     }
 }
 
@@ -31,43 +29,56 @@ static void OpaqueRow(uint32_t* colours, size_t count) {
     }
 }
 
-static inline uint32_t PixelWord(const uint8_t* p, int pixelBytes) {
-    if (pixelBytes == 1) return p[0] * 0x010101u;
-    return p[0] | static_cast<uint32_t>(p[1]) << 8 | static_cast<uint32_t>(p[2]) << 16 |
-           (pixelBytes == 4 ? static_cast<uint32_t>(p[3]) << 24 : 0u);
+// The places of pixels that CopyPlaces may read, all of them; false where their offsets or their words reach too far.
+template <int kFrom>
+static inline bool PlacesOf(int32_t* places, const SampledPixels& source, const float* x, const float* y, float add,
+                            size_t count) {
+    if (!kCopiesPlaces || source.end - source.begin >= 0x7FFFFFFF) return false;
+    const auto stride = static_cast<int32_t>(source.stride);
+    int32_t last = INT32_MIN;
+    for (size_t k = 0; k < count; ++k) {
+        places[k] = static_cast<int32_t>(y[k] + add) * stride + static_cast<int32_t>(x[k] + add) * kFrom;
+        last = places[k] > last ? places[k] : last;
+    }
+    return kFrom == 1 || source.end - source.bits - last >= 4;
 }
 
-static void NearestPlain(uint32_t* colours, const SampledPixels* pixels, const float* x, const float* y, float add,
-                         size_t count) {
-    const SampledPixels source = *pixels;
-    for (size_t k = 0; k < count; ++k) {
-        const ptrdiff_t column = static_cast<int32_t>(x[k] + add), row = static_cast<int32_t>(y[k] + add);
-        colours[k] = PixelWord(source.bits + row * source.stride + column * source.pixelBytes, source.pixelBytes);
+template <int kFrom, int kTo>
+static inline void CopyNearest(uint8_t* dst, const SampledPixels& source, const float* x, const float* y, float add,
+                               ptrdiff_t ahead, size_t count) {
+    constexpr size_t kPart = 128;
+    alignas(64) int32_t places[kPart];
+    for (size_t first = 0; first < count; first += kPart) {
+        const size_t part = count - first < kPart ? count - first : kPart;
+        if (PlacesOf<kFrom>(places, source, x + first, y + first, add, part)) {
+            CopyPlaces<kFrom, kTo>(dst + first * kTo, source.bits, places, ahead, part);
+            continue;
+        }
+        for (size_t k = first; k < first + part; ++k) {
+            const ptrdiff_t column = static_cast<int32_t>(x[k] + add), row = static_cast<int32_t>(y[k] + add);
+            const uint32_t pixel = PixelWord(source.bits + row * source.stride + column * kFrom, kFrom);
+            __builtin_memcpy(dst + k * kTo, &pixel, kTo);
+        }
     }
 }
 
 static void NearestRow(uint32_t* colours, const SampledPixels* pixels, const float* x, const float* y, float add,
-                       size_t count) {
-    size_t k = 0;
-#if VEL_AVX2
-    const SampledPixels source = *pixels;
-    const bool gathers = GathersReach(source);
-    const Bytes step = Splat32(static_cast<int>(source.stride));
-    const Bytes last = Splat32(static_cast<int>(source.end - source.bits - 4));
-    const Floats bias = SplatFloat(add);
-    constexpr size_t kWords = sizeof(Bytes) / 4;
-    for (; gathers && k + kWords <= count; k += kWords) {
-        const Bytes column = VEL_BYTES_OP(cvttps_epi32)(Add(VEL_BYTES_OP(loadu_ps)(x + k), bias));
-        const Bytes row = VEL_BYTES_OP(cvttps_epi32)(Add(VEL_BYTES_OP(loadu_ps)(y + k), bias));
-        Bytes colour = GatherWords(source.bits, PixelOffsets(column, row, step, source.pixelBytes), last);
-        if (source.pixelBytes == 3) colour = And(colour, Splat32(0x00FFFFFF));
-        if (source.pixelBytes == 1) {
-            colour = VEL_BYTES_OP(mullo_epi32)(And(colour, Splat32(255)), Splat32(0x010101));
-        }
-        StoreBytes(colours + k, colour);
+                       ptrdiff_t ahead, size_t count) {
+    auto* dst = reinterpret_cast<uint8_t*>(colours);
+    switch (pixels->pixelBytes) {
+        case 1: CopyNearest<1, 4>(dst, *pixels, x, y, add, ahead, count); break;
+        case 3: CopyNearest<3, 4>(dst, *pixels, x, y, add, ahead, count); break;
+        default: CopyNearest<4, 4>(dst, *pixels, x, y, add, ahead, count);
     }
-#endif
-    NearestPlain(colours + k, pixels, x + k, y + k, add, count - k);
+}
+
+static void TakeRow(uint8_t* dst, const SampledPixels* pixels, const float* x, const float* y, float add,
+                    ptrdiff_t ahead, size_t count) {
+    switch (pixels->pixelBytes) {
+        case 1: CopyNearest<1, 1>(dst, *pixels, x, y, add, ahead, count); break;
+        case 3: CopyNearest<3, 3>(dst, *pixels, x, y, add, ahead, count); break;
+        default: CopyNearest<4, 4>(dst, *pixels, x, y, add, ahead, count);
+    }
 }
 
 static void TapOffsets(int64_t* offsets, const SampledPixels* pixels, const float* x, const float* y, int back,
