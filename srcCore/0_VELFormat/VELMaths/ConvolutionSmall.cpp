@@ -19,7 +19,7 @@ bool IsBell(const Coefficients& coefficients, const SumRange& range, const Quoti
 }
 
 HRESULT ConvolveBell(const ImageView& target, const ImageView& source, const Bell& bell) {
-    constexpr int kRows = 8;  // at a time: so few are seen twice
+    constexpr int kRows = 16;  // at a time: so few are seen twice
     const size_t bytes = SampleBytes(source);
     SampleRows rows(source, kRows + 2);
     SampleWriter writer(target, kRows);

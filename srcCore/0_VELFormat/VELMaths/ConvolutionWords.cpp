@@ -74,7 +74,7 @@ bool IsWordPlan(const Coefficients& coefficients, const SumRange& range, int div
 }
 
 HRESULT ConvolveByWords(const ImageView& target, const ImageView& source, const Window& window, WordPlan plan) {
-    constexpr int kRows = 8;  // at a time: so few are seen twice
+    constexpr int kRows = 16;  // at a time: so few are seen twice
     const size_t bytes = SampleBytes(source);
     plan.step = bytes;
     PaddedRows rows(source, {window.left, window.right, window.above, window.below + kRows - 1});
