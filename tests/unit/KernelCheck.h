@@ -68,6 +68,8 @@ public:
         uint8_t *dst, *src;
     };
     Pair OutAndMaybeSameIn(size_t bytes);
+    // Rows that a kernel may ask for; wherever they are, that has no effect.
+    vel::NextRows Next() { return {reinterpret_cast<const uint8_t*>(this), random.Int(-3000, 3000), random.Int(0, 3)}; }
     // Typed forms of the same; the elements are random bits. An element is aligned as its type wants.
     template <class T>
     T* In(size_t elements) {

@@ -122,7 +122,7 @@ VEL_CHECK(Convolution, ConvolveRows) {
     uint8_t* dst[4];
     for (uint8_t*& row : dst) row = run.Out(run.count);
     const TapsToSum sum(run, TableOf<&vel::ConvolutionKernels::ConvolveRows>(kernel), small);
-    kernel(dst, sum.quads, sum.quadBytes, sum.plan, quotient, run.count);
+    kernel(dst, sum.quads, sum.quadBytes, sum.plan, quotient, run.Next(), run.count);
 }
 
 VEL_CHECK(Convolution, SumRows) {
@@ -164,7 +164,7 @@ VEL_CHECK(Convolution, BellRows) {
     const uint8_t* rows[11];
     for (int y = 0; y < n; ++y) dst[y] = run.Out(run.count);
     for (int y = 0; y < n + 2; ++y) rows[y] = run.In(run.count + 2 * step) + step;
-    kernel(dst, rows, n, bell, step, run.count);
+    kernel(dst, rows, n, bell, step, run.Next(), run.count);
 }
 
 VEL_CHECK(Convolution, ConvolveWords) {
@@ -199,7 +199,7 @@ VEL_CHECK(Convolution, ConvolveWords) {
         uint8_t* row = run.In(run.count + static_cast<size_t>(plan.size - 1) * plan.step);
         rows[y] = row;
     }
-    kernel(dst, rows, n, plan, run.count);
+    kernel(dst, rows, n, plan, run.Next(), run.count);
 }
 
 // Levels may judge differently; the answer only chooses between two ways to the same bits.

@@ -39,7 +39,7 @@ VEL_CHECK(Morphology, ExtremesOfWindows) {
         highs[w] = lows[w] + run.count;
     }
     kernel(wanted & 1 ? lows : nullptr, wanted & 2 ? highs : nullptr, rows, windows, static_cast<size_t>(length),
-           run.count);
+           run.Next(), run.count);
 }
 
 VEL_CHECK(Morphology, SpreadOfRows) {

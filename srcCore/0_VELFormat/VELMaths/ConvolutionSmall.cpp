@@ -32,7 +32,8 @@ HRESULT ConvolveBell(const ImageView& target, const ImageView& source, const Bel
         for (int i = 0; i < kRows + 2; ++i) from[i] = rows.Row(y - 1 + i) + bytes;
         if (source.width > 2) {
             for (int i = 0; i < kRows; ++i) shifted[i] = dst[i] + bytes;
-            kernels.BellRows(shifted, from, kRows, bell, bytes, (source.width - 2) * bytes);
+            kernels.BellRows(shifted, from, kRows, bell, bytes, rows.Next(y + kRows + 1, kRows),
+                             (source.width - 2) * bytes);
         }
         // The first and the last pixel have a column outside.
         for (int end = 0; end < 2; ++end) {
@@ -43,7 +44,7 @@ HRESULT ConvolveBell(const ImageView& target, const ImageView& source, const Bel
                 rows.CopySamples(around[i], y - 1 + i, x - 1, 3);
                 from[i] = around[i] + bytes;
             }
-            kernels.BellRows(shifted, from, kRows, bell, bytes, bytes);
+            kernels.BellRows(shifted, from, kRows, bell, bytes, {}, bytes);
         }
         for (int i = 0; i < kRows; ++i) {
             if (bytes == 4) rows.CopyAlpha(dst[i], y + i + 1, 1, source.width);

@@ -87,7 +87,8 @@ HRESULT ConvolveByWords(const ImageView& target, const ImageView& source, const 
         const uint8_t* from[kRows + WordPlan::kMostSize - 1];
         for (int i = 0; i < kRows; ++i) dst[i] = writer.Begin(y + i);
         for (int i = 0; i < kRows + plan.size - 1; ++i) from[i] = rows.Row(y - window.above + i) - before;
-        Kernels().Convolution().ConvolveWords(dst, from, kRows, plan, size_t{source.width} * bytes);
+        Kernels().Convolution().ConvolveWords(dst, from, kRows, plan, rows.Next(y + kRows + window.below, kRows),
+                                              size_t{source.width} * bytes);
         for (int i = 0; i < kRows; ++i) {
             if (bytes == 4) alphas.CopyAlpha(dst[i], y + i + window.below, window.right, source.width);
             writer.End(y + i);

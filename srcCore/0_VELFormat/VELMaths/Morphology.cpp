@@ -60,14 +60,14 @@ public:
     }
     // Of `windows` windows of rows; see ExtremesOfWindows.
     void CombineWindows(const LowAndHigh* dst, const uint8_t* const* rows, int windows, int64_t run,
-                        size_t count) const {
+                        const NextRows& next, size_t count) const {
         uint8_t *lows[kMostWindows], *highs[kMostWindows];
         for (int w = 0; w < windows; ++w) {
             lows[w] = dst[w].low;
             highs[w] = dst[w].high;
         }
         m_kernels.ExtremesOfWindows(Low() ? lows : nullptr, High() ? highs : nullptr, rows, windows,
-                                    static_cast<size_t>(run), count);
+                                    static_cast<size_t>(run), next, count);
     }
     int64_t CoveredRun(int64_t run, int64_t step) const {
         return static_cast<int64_t>(m_kernels.CoveredRun(static_cast<size_t>(run), static_cast<size_t>(step)));
@@ -164,7 +164,8 @@ private:
     void MakeDirect(const LowAndHigh* dst, int64_t y) {
         const uint8_t* rows[kMostDirect + kMostWindows];
         for (int64_t i = 0; i < m_direct + m_rowsAtOnce - 1; ++i) rows[i] = m_rows.Row(y + i);
-        m_extremes.CombineWindows(dst, rows, m_rowsAtOnce, m_direct, m_count);
+        const NextRows next = m_rows.Next(y + m_direct + m_rowsAtOnce - 1, m_rowsAtOnce);
+        m_extremes.CombineWindows(dst, rows, m_rowsAtOnce, m_direct, next, m_count);
     }
     void RunPass(int pass, LowAndHigh dst, int64_t y) {
         const Pass& p = m_plan[pass];

@@ -93,6 +93,12 @@ void SampleRows::CopySamples(uint8_t* dst, int64_t y, int64_t x, int64_t count) 
     }
 }
 
+NextRows SampleRows::Next(int64_t y, int64_t rows) const {
+    const int64_t first = y < 0 ? 0 : y, last = Lesser(y + rows, m_image.height);
+    if (m_packed || !m_image.bits || first >= last) return {nullptr, 0, 0};
+    return {m_image.Row(first), m_image.stride, static_cast<int>(last - first)};
+}
+
 void SampleRows::FillOutside(uint8_t* dst, int64_t samples) const {
     Fill(dst, m_outsideColour, samples, m_sampleBytes);
 }

@@ -5,6 +5,7 @@
 // asks where the image ends.
 #pragma once
 
+#include "Kernels/NextRows.h"
 #include "VELMathsHelpers.h"
 
 namespace vel {
@@ -45,6 +46,8 @@ public:
     void CopyAlpha(uint8_t* dst, int64_t y, int64_t x, int64_t count);
     // `count` samples of row y from column x on, those outside included.
     void CopySamples(uint8_t* dst, int64_t y, int64_t x, int64_t count);
+    // Those of `rows` rows from y on that a kernel can ask for ahead.
+    NextRows Next(int64_t y, int64_t rows) const;
     uint32_t OutsideColour() const { return m_outsideColour; }
     // Samples as they lie outside.
     void FillOutside(uint8_t* dst, int64_t samples) const;
@@ -67,6 +70,7 @@ public:
     bool Ready() const { return m_rows.Ready() && m_ring.Data() && m_outside.Data(); }
     // First sample of row y, from -above to height + below - 1.
     const uint8_t* Row(int64_t y);
+    NextRows Next(int64_t y, int64_t rows) const { return m_rows.Next(y, rows); }
     uint32_t OutsideColour() const { return m_rows.OutsideColour(); }
 
 private:

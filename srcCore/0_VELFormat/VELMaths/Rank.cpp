@@ -9,7 +9,7 @@ namespace vel {
 namespace {
 
 // The rows of samples that a row of windows needs, and the brightness keys of the same, both from the windows' first
-// column on.
+// column on. One row above them is still there.
 class KeyedRows {
 public:
     KeyedRows(const ImageView& image, const Window& window)
@@ -17,8 +17,9 @@ public:
           m_bytes(SampleBytes(image)),
           m_columns(image.width + window.Columns() - 1),
           m_next(-window.above),
-          m_rows(image, window),
-          m_keys(ArrayBytes(static_cast<uint64_t>(m_columns), static_cast<uint64_t>(window.Rows()) + 1)),
+          m_rows(image, {window.left, window.right, window.above + 1, window.below}),
+          m_keys(m_bytes == 1 ? 0
+                              : ArrayBytes(static_cast<uint64_t>(m_columns), static_cast<uint64_t>(window.Rows()) + 1)),
           m_pointers(ArrayBytes(static_cast<uint64_t>(window.Rows()), 2 * sizeof(uint8_t*))) {}
     bool Ready() const { return m_rows.Ready() && m_keys.Data() && m_pointers.Data(); }
     int64_t Columns() const { return m_columns; }
@@ -27,19 +28,19 @@ public:
 
     // To the windows of row y; row by row.
     void MoveTo(int64_t y) {
-        for (; m_next <= y + m_window.below; ++m_next) {
-            const uint8_t* samples = m_rows.Row(m_next) - m_window.left * m_bytes;
-            Kernels().Rank().KeyRow(KeyRow(m_next), samples, static_cast<size_t>(m_columns),
+        for (; m_bytes > 1 && m_next <= y + m_window.below; ++m_next) {
+            Kernels().Rank().KeyRow(KeySlot(m_next), SampleRow(m_next), static_cast<size_t>(m_columns),
                                     static_cast<size_t>(m_bytes));
         }
         const uint8_t** keys = m_pointers.As<const uint8_t*>();
-        for (int64_t i = 0; i < m_window.Rows(); ++i) {
+        // The last row first: it moves the others on.
+        for (int64_t i = m_window.Rows(); i-- > 0;) {
+            keys[m_window.Rows() + i] = SampleRow(y - m_window.above + i);
             keys[i] = KeyRow(y - m_window.above + i);
-            keys[m_window.Rows() + i] = m_rows.Row(y - m_window.above + i) - m_window.left * m_bytes;
         }
     }
     // The keys that the last move left behind.
-    const uint8_t* KeysLeft(int64_t y) const { return KeyRow(y - m_window.above - 1); }
+    const uint8_t* KeysLeft(int64_t y) { return KeyRow(y - m_window.above - 1); }
 
     uint8_t OutsideKey() const {
         const uint32_t colour = m_rows.OutsideColour();
@@ -51,9 +52,11 @@ public:
     }
 
 private:
-    // One more than a window has, so that the one left behind is still there.
-    uint8_t* KeyRow(int64_t y) const {
-        return m_keys.Data() + (y + m_window.above) % (m_window.Rows() + 1) * m_columns;
+    const uint8_t* SampleRow(int64_t y) { return m_rows.Row(y) - m_window.left * m_bytes; }
+    // A grey is its own key.
+    const uint8_t* KeyRow(int64_t y) { return m_bytes == 1 ? SampleRow(y) : KeySlot(y); }
+    uint8_t* KeySlot(int64_t y) const {
+        return m_keys.Data() + (y + m_window.above + 1) % (m_window.Rows() + 1) * m_columns;
     }
 
     Window m_window;

@@ -35,6 +35,8 @@ public:
 
     // The quads that the windows of rows y to y + 3 need; y is a multiple of 4, in ascending order.
     const uint8_t* const* From(int64_t y);
+    // What the next ones will be made of.
+    NextRows Next() const { return m_rows.Next(4 * m_next - m_window.above, 4); }
 
 private:
     bool FillOutside();

@@ -2,7 +2,7 @@
 // being summed on its own.
 #pragma once
 
-#include "Level.h"
+#include "NextRows.h"
 
 namespace vel {
 
@@ -74,16 +74,18 @@ constexpr size_t kQuadSlack = 256;
        */                                                                                                            \
     X(void, ConvolveRows,                                                                                            \
       (uint8_t* const* dst, const uint8_t* const* quads, size_t quadBytes, const TapPlan& plan,                      \
-       const Quotient& quotient, size_t count))                                                                      \
+       const Quotient& quotient, const NextRows& next, size_t count))                                                \
     X(void, SumRows,                                                                                                 \
       (uint32_t* const* sums, const uint8_t* const* quads, size_t quadBytes, const TapPlan& plan, size_t count))     \
     /* n rows of a Bell from n + 2, each readable one sample of `step` bytes before and after. */                    \
     X(void, BellRows,                                                                                                \
-      (uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step, size_t count))         \
+      (uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step, const NextRows& next,  \
+       size_t count))                                                                                                \
     /* n rows from n + size - 1: byte i of row y has the result of the sum of coefficient *                          \
        rows[y + row][i + column * step]. */                                                                          \
     X(void, ConvolveWords,                                                                                           \
-      (uint8_t* const* dst, const uint8_t* const* rows, int n, const WordPlan& plan, size_t count))                  \
+      (uint8_t* const* dst, const uint8_t* const* rows, int n, const WordPlan& plan, const NextRows& next,           \
+       size_t count))                                                                                                \
     /* Whether that is the faster way for a plan that ConvolveRows could take. */                                    \
     X(int, WordsWorthwhile, (const WordPlan& plan))                                                                  \
     /* dst[i] = plus[i] - minus[i] + offset, clamped */                                                              \

@@ -186,7 +186,7 @@ static void SumBlock(uint32_t* sums, const uint8_t* const* quads, size_t quadByt
 }
 
 static void ConvolveRows(uint8_t* const* dst, const uint8_t* const* quads, size_t quadBytes, const TapPlan& plan,
-                         const Quotient& quotient, size_t count) {
+                         const Quotient& quotient, const NextRows&, size_t count) {
     for (int row = 0; row < TapPlan::kRows; ++row) {
         for (size_t at = 0; at < count; at += kSumBlock) {
             const size_t size = count - at < kSumBlock ? count - at : kSumBlock;

@@ -56,7 +56,8 @@ struct BellQuotient {
 // A vector's width of all rows, from the top down.
 template <bool doubled, BellCentre kind>
 static inline void BellColumn(uint8_t* const* dst, const uint8_t* const* rows, int n, const BellQuotient& quotient,
-                              size_t step, size_t i) {
+                              size_t step, const NextRows& next, size_t i) {
+    FetchNext(next, i, kVectorBytes);
     WordPair above = {}, row = {}, centre = {};
     for (int y = 0; y < n + 2; ++y) {
         const uint8_t* p = rows[y] + i;
@@ -76,16 +77,17 @@ static inline void BellColumn(uint8_t* const* dst, const uint8_t* const* rows, i
 
 template <bool doubled, BellCentre kind>
 static void BellVectors(uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step,
-                        size_t count) {
+                        const NextRows& next, size_t count) {
     const BellQuotient quotient(bell);
-    ForVectors(dst[0], count, [=](size_t i) { BellColumn<doubled, kind>(dst, rows, n, quotient, step, i); });
+    const NextRows fetched = next;
+    ForVectors(dst[0], count, [=](size_t i) { BellColumn<doubled, kind>(dst, rows, n, quotient, step, fetched, i); });
 }
 
 template <BellCentre kind>
 static void BellVectors(uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step,
-                        size_t count) {
-    if (bell.doubled) return BellVectors<true, kind>(dst, rows, n, bell, step, count);
-    BellVectors<false, kind>(dst, rows, n, bell, step, count);
+                        const NextRows& next, size_t count) {
+    if (bell.doubled) return BellVectors<true, kind>(dst, rows, n, bell, step, next, count);
+    BellVectors<false, kind>(dst, rows, n, bell, step, next, count);
 }
 #endif
 
@@ -94,12 +96,12 @@ static inline int BellByte(const uint8_t* p, size_t step, int weight) {
 }
 
 static void BellRows(uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step,
-                     size_t count) {
+                     [[maybe_unused]] const NextRows& next, size_t count) {
 #if VEL_VECTOR
     if (count >= kVectorBytes) {
-        if (bell.negative) return BellVectors<BellCentre::Subtracting>(dst, rows, n, bell, step, count);
-        if (bell.centre) return BellVectors<BellCentre::Added>(dst, rows, n, bell, step, count);
-        return BellVectors<BellCentre::None>(dst, rows, n, bell, step, count);
+        if (bell.negative) return BellVectors<BellCentre::Subtracting>(dst, rows, n, bell, step, next, count);
+        if (bell.centre) return BellVectors<BellCentre::Added>(dst, rows, n, bell, step, next, count);
+        return BellVectors<BellCentre::None>(dst, rows, n, bell, step, next, count);
     }
 #endif
     const int weight = bell.doubled ? 2 : 1, sign = bell.negative ? -1 : 1;

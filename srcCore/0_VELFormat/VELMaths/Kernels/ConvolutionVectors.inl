@@ -288,21 +288,23 @@ static inline void ForTiles(const uint8_t* const* quads, const TapPlan& plan, si
 
 template <class Quotients>
 static void ConvolveTiles(uint8_t* const* dst, const uint8_t* const* quads, const TapPlan& plan,
-                          const Quotient& quotient, size_t count) {
+                          const Quotient& quotient, const NextRows& next, size_t count) {
     const Quotients quotients(quotient);
+    const NextRows fetched = next;
     ForTiles(quads, plan, count, [=](int row, size_t at, size_t left, const Bytes* sums) {
+        if (row == 0) FetchNext(fetched, at, kTileBytes);
         StoreQuotients(dst[row] + at, left, sums, quotients);
     });
 }
 
 static void ConvolveRows(uint8_t* const* dst, const uint8_t* const* quads, size_t, const TapPlan& plan,
-                         const Quotient& quotient, size_t count) {
+                         const Quotient& quotient, const NextRows& next, size_t count) {
     if (quotient.words) {
-        ConvolveTiles<WordQuotients>(dst, quads, plan, quotient, count);
+        ConvolveTiles<WordQuotients>(dst, quads, plan, quotient, next, count);
     } else if (quotient.narrow) {
-        ConvolveTiles<NarrowQuotients>(dst, quads, plan, quotient, count);
+        ConvolveTiles<NarrowQuotients>(dst, quads, plan, quotient, next, count);
     } else {
-        ConvolveTiles<WideQuotients>(dst, quads, plan, quotient, count);
+        ConvolveTiles<WideQuotients>(dst, quads, plan, quotient, next, count);
     }
 }
 

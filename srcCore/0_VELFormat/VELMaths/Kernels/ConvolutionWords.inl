@@ -127,9 +127,11 @@ struct WordWindows {
 
 template <int size, bool mirrored, bool folded, WordRange range>
 static void ConvolveWindows(uint8_t* const* dst, const uint8_t* const* rows, int n, const WordPlan& plan,
-                            size_t count) {
+                            const NextRows& next, size_t count) {
     const WordWindows<size, mirrored, folded, range> windows(plan);
+    const NextRows fetched = next;
     for (size_t i = 0;;) {
+        FetchNext(fetched, i, kVectorBytes);
         windows.Column(dst, rows, n, i);
         if (i + kVectorBytes == count) return;
         i = i + 2 * kVectorBytes <= count ? i + kVectorBytes : count - kVectorBytes;
@@ -138,32 +140,33 @@ static void ConvolveWindows(uint8_t* const* dst, const uint8_t* const* rows, int
 
 template <int size, bool mirrored, bool folded>
 static void ConvolveWindows(uint8_t* const* dst, const uint8_t* const* rows, int n, const WordPlan& plan,
-                            size_t count) {
+                            const NextRows& next, size_t count) {
     switch (plan.range) {
         case WordRange::Signed:
-            return ConvolveWindows<size, mirrored, folded, WordRange::Signed>(dst, rows, n, plan, count);
+            return ConvolveWindows<size, mirrored, folded, WordRange::Signed>(dst, rows, n, plan, next, count);
         case WordRange::Unsigned:
-            return ConvolveWindows<size, mirrored, folded, WordRange::Unsigned>(dst, rows, n, plan, count);
-        default: return ConvolveWindows<size, mirrored, folded, WordRange::Above>(dst, rows, n, plan, count);
+            return ConvolveWindows<size, mirrored, folded, WordRange::Unsigned>(dst, rows, n, plan, next, count);
+        default: return ConvolveWindows<size, mirrored, folded, WordRange::Above>(dst, rows, n, plan, next, count);
     }
 }
 
 template <int size>
 static void ConvolveWindows(uint8_t* const* dst, const uint8_t* const* rows, int n, const WordPlan& plan,
-                            size_t count) {
-    if (!plan.mirrored) return ConvolveWindows<size, false, false>(dst, rows, n, plan, count);
+                            const NextRows& next, size_t count) {
+    if (!plan.mirrored) return ConvolveWindows<size, false, false>(dst, rows, n, plan, next, count);
 #if !VEL_AVX2
-    if (plan.folded) return ConvolveWindows<size, true, true>(dst, rows, n, plan, count);
+    if (plan.folded) return ConvolveWindows<size, true, true>(dst, rows, n, plan, next, count);
 #endif
-    ConvolveWindows<size, true, false>(dst, rows, n, plan, count);
+    ConvolveWindows<size, true, false>(dst, rows, n, plan, next, count);
 }
 #endif
 
-static void ConvolveWords(uint8_t* const* dst, const uint8_t* const* rows, int n, const WordPlan& plan, size_t count) {
+static void ConvolveWords(uint8_t* const* dst, const uint8_t* const* rows, int n, const WordPlan& plan,
+                          [[maybe_unused]] const NextRows& next, size_t count) {
 #if VEL_VECTOR
     if (count >= kVectorBytes) {
-        if (plan.size == 3) return ConvolveWindows<3>(dst, rows, n, plan, count);
-        return ConvolveWindows<5>(dst, rows, n, plan, count);
+        if (plan.size == 3) return ConvolveWindows<3>(dst, rows, n, plan, next, count);
+        return ConvolveWindows<5>(dst, rows, n, plan, next, count);
     }
 #endif
     for (int y = 0; y < n; ++y) {

@@ -3,6 +3,7 @@
 namespace vel {
 namespace {
 #include "Bytes.inl"
+#include "NextRows.inl"
 #include "Morphology.inl"
 }  // namespace
 VEL_KERNEL_TABLE(Morphology, VEL_MORPHOLOGY_KERNELS)

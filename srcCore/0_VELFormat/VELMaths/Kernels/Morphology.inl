@@ -124,9 +124,11 @@ static inline void WithWindows(int windows, Body body) {
 }
 
 static void ExtremesOfWindows(uint8_t* const* low, uint8_t* const* high, const uint8_t* const* rows, int windows,
-                              size_t run, size_t count) {
+                              size_t run, const NextRows& next, size_t count) {
+    const NextRows fetched = next;
     WithWindows(windows, [=]<int known>() {
         ForPlaces(count, [=]<class T>(size_t i) {
+            FetchNext(fetched, i, sizeof(T));
             if (low) WindowsAt<known, T>(low, rows, run, i, [](T a, T b) { return Lesser(a, b); });
             if (high) WindowsAt<known, T>(high, rows, run, i, [](T a, T b) { return Greater(a, b); });
         });

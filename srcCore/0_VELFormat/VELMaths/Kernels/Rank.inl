@@ -231,62 +231,58 @@ static inline typename L::Type MiddlePlaces(const uint8_t* const* keys, size_t s
 }
 
 #if VEL_AVX512
-// For windows of up to 5 x 5: places as columns, in bytes of a row or as such, and as rows.
-struct PlaceTables {
-    Bytes column, row;
-    Bytes own, third;  // a byte's own number, and a third of it
-    PlaceTables(size_t size, size_t pixelBytes) {
-        uint8_t columns[64], rows[64], owns[64], thirds[64];
-        for (size_t i = 0; i < 64; ++i) {
-            columns[i] = static_cast<uint8_t>(i / size * (pixelBytes == 3 ? 3 : 1));
-            rows[i] = static_cast<uint8_t>(i % size);
-            owns[i] = static_cast<uint8_t>(i);
-            thirds[i] = static_cast<uint8_t>(i / 3);
-        }
-        column = LoadBytes(columns);
-        row = LoadBytes(rows);
-        own = LoadBytes(owns);
-        third = LoadBytes(thirds);
+// For windows of up to 5 x 5, by place or by number.
+static constexpr BytePlaces PlaceTable(int divisor, int factor, bool remainder) {
+    BytePlaces table{};
+    for (int i = 0; i < 64; ++i) {
+        table.at[i] = static_cast<uint8_t>((remainder ? i % divisor : i / divisor) * factor);
     }
+    return table;
+}
+template <int size>
+struct PlaceTables {
+    static constexpr BytePlaces kColumn = PlaceTable(size, 1, false), kRow = PlaceTable(size, 1, true);
+    static constexpr BytePlaces kColumnByte = PlaceTable(size, 3, false);  // of 3-byte pixels
 };
+static constexpr BytePlaces kOwn = PlaceTable(1, 1, false), kThird = PlaceTable(3, 1, false);
 
 // Samples of 64 windows by their places, 16 at a time: those of each row of the window are permuted to where that row
 // is meant.
-static inline void PickPixels24(uint8_t* dst, const uint8_t* const* samples, size_t size, size_t i, Bytes places,
-                                const PlaceTables& tables) {
-    const Bytes columns = _mm512_permutexvar_epi8(places, tables.column);
-    const Bytes rows = _mm512_permutexvar_epi8(places, tables.row);
+template <int size>
+static inline void PickPixels24(uint8_t* dst, const uint8_t* const* samples, size_t i, Bytes places) {
+    const Bytes columns = _mm512_permutexvar_epi8(places, PlaceTables<size>::kColumnByte.Load());
+    const Bytes rows = _mm512_permutexvar_epi8(places, PlaceTables<size>::kRow.Load());
     const __mmask64 there = FirstBytes(3 * (16 + size - 1));
     for (size_t k = 0; k < 64; k += 16) {
-        const Bytes third = _mm512_add_epi8(tables.third, Splat8(static_cast<int>(k)));
-        const Bytes from = _mm512_add_epi8(tables.own, _mm512_permutexvar_epi8(third, columns));
+        const Bytes third = _mm512_add_epi8(kThird.Load(), Splat8(static_cast<int>(k)));
+        const Bytes from = _mm512_add_epi8(kOwn.Load(), _mm512_permutexvar_epi8(third, columns));
         const Bytes row = _mm512_permutexvar_epi8(third, rows);
         Bytes picked = _mm512_permutexvar_epi8(from, _mm512_maskz_loadu_epi8(there, samples[0] + 3 * (i + k)));
-        for (size_t y = 1; y < size; ++y) {
+        for (int y = 1; y < size; ++y) {
             const Bytes pixels = _mm512_maskz_loadu_epi8(there, samples[y] + 3 * (i + k));
-            const __mmask64 meant = _mm512_cmpeq_epi8_mask(row, Splat8(static_cast<int>(y)));
+            const __mmask64 meant = _mm512_cmpeq_epi8_mask(row, Splat8(y));
             picked = _mm512_mask_permutexvar_epi8(picked, meant, from, pixels);
         }
         _mm512_mask_storeu_epi8(dst + 3 * (i + k), FirstBytes(48), picked);
     }
 }
 
-static inline void PickPixels32(uint8_t* dst, const uint8_t* const* samples, size_t size, size_t i, Bytes places,
-                                const PlaceTables& tables) {
+template <int size>
+static inline void PickPixels32(uint8_t* dst, const uint8_t* const* samples, size_t i, Bytes places) {
     __m128i columns[4], rows[4];
-    StoreBytes(columns, _mm512_permutexvar_epi8(places, tables.column));
-    StoreBytes(rows, _mm512_permutexvar_epi8(places, tables.row));
+    StoreBytes(columns, _mm512_permutexvar_epi8(places, PlaceTables<size>::kColumn.Load()));
+    StoreBytes(rows, _mm512_permutexvar_epi8(places, PlaceTables<size>::kRow.Load()));
     const __mmask16 behind = static_cast<__mmask16>(FirstBytes(size - 1));
     const __m512i own = _mm512_set_epi32(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
     for (size_t k = 0; k < 4; ++k) {
         const __m512i from = _mm512_add_epi32(own, _mm512_cvtepu8_epi32(columns[k]));
         const __m512i row = _mm512_cvtepu8_epi32(rows[k]);
         __m512i picked = Splat8(0);
-        for (size_t y = 0; y < size; ++y) {
+        for (int y = 0; y < size; ++y) {
             const uint8_t* p = samples[y] + 4 * (i + 16 * k);
             const __m512i pixels =
                 _mm512_permutex2var_epi32(LoadBytes(p), from, _mm512_maskz_loadu_epi32(behind, p + 64));
-            picked = _mm512_mask_mov_epi32(picked, _mm512_cmpeq_epi32_mask(row, Splat32(static_cast<int>(y))), pixels);
+            picked = _mm512_mask_mov_epi32(picked, _mm512_cmpeq_epi32_mask(row, Splat32(y)), pixels);
         }
         StoreBytes(dst + 4 * (i + 16 * k), picked);
     }
@@ -295,13 +291,12 @@ static inline void PickPixels32(uint8_t* dst, const uint8_t* const* samples, siz
 template <int size>
 static void MedianRowInRegisters(uint8_t* dst, const uint8_t* const* keys, const uint8_t* const* samples, size_t pixels,
                                  size_t pixelBytes) {
-    const PlaceTables tables(size, pixelBytes);
     for (size_t i = 0;;) {
         const Bytes places = MiddlePlaces<VectorLanes, size>(keys, size, i, SortedMiddle<VectorLanes, size>(keys, i));
         if (pixelBytes == 3) {
-            PickPixels24(dst, samples, size, i, places, tables);
+            PickPixels24<size>(dst, samples, i, places);
         } else {
-            PickPixels32(dst, samples, size, i, places, tables);
+            PickPixels32<size>(dst, samples, i, places);
         }
         if (i + 64 == pixels) return;
         i = i + 128 <= pixels ? i + 64 : pixels - 64;
@@ -352,13 +347,15 @@ static inline void MedianAt(uint8_t* dst, const uint8_t* const* keys, const Plac
 
 static void MedianRow(uint8_t* dst, const uint8_t* const* keys, const uint8_t* const* samples, size_t size,
                       size_t pixels, size_t pixelBytes) {
+#if VEL_AVX512
+    if (pixels >= kVectorBytes) {
+        if (size == 3 && pixelBytes > 1) return MedianRowInRegisters<3>(dst, keys, samples, pixels, pixelBytes);
+        if (size == 5 && pixelBytes > 1) return MedianRowInRegisters<5>(dst, keys, samples, pixels, pixelBytes);
+    }
+#endif
     const PlacePointers pointers(samples, size, pixelBytes);
 #if VEL_VECTOR
     if (pixels >= kVectorBytes) {
-#if VEL_AVX512
-        if (size == 3 && pixelBytes > 1) return MedianRowInRegisters<3>(dst, keys, samples, pixels, pixelBytes);
-        if (size == 5 && pixelBytes > 1) return MedianRowInRegisters<5>(dst, keys, samples, pixels, pixelBytes);
-#endif
         for (size_t i = 0;;) {
             MedianAt<VectorLanes>(dst, keys, pointers, size, i, pixelBytes);
             if (i + kVectorBytes == pixels) return;
