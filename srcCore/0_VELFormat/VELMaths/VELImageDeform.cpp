@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "Kernels/Kernels.h"
+#include "PixelBlock.h"
 #include "SamplingRows.h"
 
 using vel::ImageView;
@@ -193,6 +194,10 @@ private:
     }
 
     void Write(Points& points, const Piece& piece, int32_t y) {
+        const int32_t next = y <= m_centreY ? y + 1 : y - 1;
+        if (next >= 0 && next < m_height && piece.first < piece.last) {
+            vel::FetchToWrite(Pixel(piece.first, next), piece.Count() * m_target.PixelBytes());
+        }
         for (int32_t x = piece.first; points.unsure && x < piece.last; ++x) {
             const int32_t i = x - piece.first;
             if (points.columns[i] != vel::kUnsureColumn) continue;

@@ -98,14 +98,16 @@ bool SkewInto(const ImageView& from, const ImageView& to, float xFactor, float y
     const size_t run = std::isfinite(xFactor) && std::isfinite(yFactor) ? kRun : 1;
     alignas(64) float x[kRun], y[kRun];
     alignas(64) uint32_t colours[kRun];
-    for (uint32_t j = 0; j < to.height; ++j) {
-        const float dx = FromPivot(j, pivotY) * xFactor;
-        for (size_t i = 0; i < to.width; i += run) {
-            const size_t count = std::min(run, to.width - i);
-            kernels.AddRow(x, columns + i, dx, count);
+    // Strips of columns, as rows may run across many source rows: those stay in the nearest caches.
+    const size_t pixelBytes = to.PixelBytes();
+    for (size_t i = 0; i < to.width; i += run) {
+        const size_t count = std::min(run, to.width - i);
+        for (uint32_t j = 0; j < to.height; ++j) {
+            if (j + 1 < to.height) FetchToWrite(to.Row(j + 1) + i * pixelBytes, count * pixelBytes);
+            kernels.AddRow(x, columns + i, FromPivot(j, pivotY) * xFactor, count);
             kernels.AddRow(y, rises + i, static_cast<float>(j), count);
             if (takes) {
-                sampler.Take(x, y, to.Row(j) + i * to.PixelBytes(), count, ahead);
+                sampler.Take(x, y, to.Row(j) + i * pixelBytes, count, ahead);
                 continue;
             }
             sampler.Sample(x, y, colours, count, ahead);

@@ -197,6 +197,7 @@ void TurnInto(const ImageView& from, const ImageView& to, Positions& at, int met
             writer.Skip(span.first);
             for (size_t i = span.first; i < span.last; i += Positions::kRun) {
                 const size_t count = std::min(Positions::kRun, span.last - i);
+                if (j + 1 < to.height) FetchToWrite(to.Row(j + 1) + i * to.PixelBytes(), count * to.PixelBytes());
                 uint8_t* place = takes ? writer.Next(count) : nullptr;
                 if (place) {
                     at.Take(sampler, i, count, place);
@@ -288,6 +289,7 @@ HRESULT CVELImageTransform::RotatePaste(IVEL* source, IVEL* destination, double 
                 [=](float y) { return y > bottom; });
             for (size_t i = span.first; i < span.last; i += run) {
                 const size_t count = std::min(run, span.last - i);
+                if (j + 1 < rows) FetchToWrite(to.Row(j + 1) + i * to.PixelBytes(), count * to.PixelBytes());
                 const uint32_t* colours = at.Sample(sampler, i, count);
                 uint8_t* out = to.Row(j) + i * static_cast<size_t>(pixelBytes);
                 if (from.bitsPerPixel >= 25) {
