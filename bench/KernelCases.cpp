@@ -78,7 +78,7 @@ void AddColourKernels() {
     VEL_KERNEL_CASE(Point, GreyRow32, r[0], r[1], kPixels);
     VEL_KERNEL_CASE(Point, LumaRow8, r[0], r[1], kPixels);
     VEL_KERNEL_CASE(Point, ShiftRow, r[0], kPixels * 3, r[1], r[2]);
-    VEL_KERNEL_CASE(Point, ThresholdRow, r[0], kPixels, 3, 384);
+    VEL_KERNEL_CASE(Point, ThresholdRow, r[0], r[1], kPixels, 3, 384);
     VEL_KERNEL_CASE(Colour, AlphaRow, r[0], kPixels, 128);
     VEL_KERNEL_CASE(Colour, KeyAlphaRow, r[0], kPixels, 0x00102030u, 128);
     VEL_KERNEL_CASE(Colour, KeyRow, r[0], kPixels, 0x00102030u);

@@ -38,7 +38,8 @@ VEL_CHECK(Point, ShiftRow) {
 VEL_CHECK(Point, ThresholdRow) {
     const int pixelBytes = run.random.Pick({3, 4});
     const int limit = run.random.Chance(80) ? run.random.Int(-3, 768) : static_cast<int>(run.random.Bits());
-    kernel(run.InOut(run.count * static_cast<size_t>(pixelBytes)), run.count, pixelBytes, limit);
+    const auto [dst, src] = run.OutAndMaybeSameIn(run.count * static_cast<size_t>(pixelBytes));
+    kernel(dst, src, run.count, pixelBytes, limit);
 }
 
 VEL_CHECK_FAMILY(Point, VEL_POINT_KERNELS)

@@ -20,6 +20,34 @@ void MapIndexes(const ImageView& view, const uint8_t (&table)[kTableSize]) {
     if (view.Indexed()) vel::MapIndexRows(view, table);
 }
 
+bool SameShape(const ImageView& a, const ImageView& b) {
+    return !a.Empty() && a.width == b.width && a.height == b.height && a.bitsPerPixel == b.bitsPerPixel;
+}
+
+// Puts an image of the same shape, filled by fill(destination, source), in the image's place.
+template <class Fill>
+HRESULT Remake(IVEL* image, Fill fill) {
+    const ImageView source = ViewOf(image);
+    SmartPtr<IVELImage> made = vel::NewImageFromCollection();
+    if (!made.Get()) return E_FAIL;
+    made->Create(source.width, source.height, source.planes, source.bitsPerPixel, source.format);
+    fill(ViewOf(made.Get()), source);
+    return vel::DeliverImage(image, std::move(made), nullptr);
+}
+
+// The sums of channels that make a grey whose threefold is above the limit are those above this one: 3 * floor(sum / 3)
+// is above it from the next multiple of 3 on. No sum is above 765.
+int LimitOfSums(int limit) { return limit < 0 || limit >= 765 ? limit : limit / 3 * 3 + 2; }
+
+// White where the sum of a pixel's channels is above the limit, else black.
+void ThresholdPixels(const ImageView& destination, const ImageView& source, int limit) {
+    const auto& kernels = vel::Kernels().Point();
+    const int bytes = static_cast<int>(source.PixelBytes());
+    for (uint32_t y = 0; y < source.height; ++y) {
+        kernels.ThresholdRow(destination.Row(y), source.Row(y), source.width, bytes, limit);
+    }
+}
+
 }  // namespace
 
 HRESULT CVELColorTransform::Negative(IVEL* image) {
@@ -47,12 +75,7 @@ HRESULT CVELColorTransform::Lut(IVEL* image, unsigned char* table) {
 
 HRESULT CVELColorTransform::GrayScale(IVEL* image) {
     if (!image) return E_FAIL;
-    const ImageView source = ViewOf(image);
-    SmartPtr<IVELImage> made = vel::NewImageFromCollection();
-    if (!made.Get()) return E_FAIL;
-    made->Create(source.width, source.height, source.planes, source.bitsPerPixel, source.format);
-    vel::GreyPixels(ViewOf(made.Get()), source);
-    return vel::DeliverImage(image, std::move(made), nullptr);
+    return Remake(image, vel::GreyPixels);
 }
 
 HRESULT CVELColorTransform::ShiftRGB(IVEL* image, int redShift, int greenShift, int blueShift) {
@@ -106,15 +129,22 @@ HRESULT CVELColorTransform::Light(IVEL* image, int brightness, int contrast) {
 
 HRESULT CVELColorTransform::Threshold(IVEL* image, int level) {
     if (!image) return E_FAIL;
-    GrayScale(image);
-    const ImageView view = ViewOf(image);
-    if (view.Empty()) return S_OK;
     // 3 * level in 32-bit arithmetic, so an absurd level wraps.
     const int limit = static_cast<int>(3u * static_cast<uint32_t>(level));
+    bool done = false;
+    const HRESULT result = Remake(image, [&](const ImageView& made, const ImageView& source) {
+        done = source.Coloured() && !source.Empty() && SameShape(made, source);
+        if (done) {
+            ThresholdPixels(made, source, LimitOfSums(limit));
+        } else {
+            vel::GreyPixels(made, source);
+        }
+    });
+    const ImageView view = ViewOf(image);
+    if (view.Empty() || (done && !Failed(result))) return S_OK;
+    // What could not be made grey is taken as it is.
     if (view.Coloured()) {
-        const auto& kernels = vel::Kernels().Point();
-        const int bytes = static_cast<int>(view.PixelBytes());
-        for (uint32_t y = 0; y < view.height; ++y) kernels.ThresholdRow(view.Row(y), view.width, bytes, limit);
+        ThresholdPixels(view, view, limit);
         return S_OK;
     }
     uint8_t table[kTableSize];

@@ -26,8 +26,9 @@ static constexpr size_t kShiftPeriod = 192;
     /* Adds up[i] and takes down[i] away from byte i, saturating; both repeat every kShiftPeriod bytes, and at each \
        place one of them is 0. */                                                                                   \
     X(void, ShiftRow, (uint8_t * row, size_t bytes, const uint8_t* up, const uint8_t* down))                        \
-    /* White where blue + green + red > limit, else black, of pixels 3 or 4 bytes apart; alpha is kept. */          \
-    X(void, ThresholdRow, (uint8_t * row, size_t pixels, int pixelBytes, int limit))
+    /* White where blue + green + red > limit, else black, of pixels of 3 or 4 bytes; alpha is copied. dst may be   \
+       src. */                                                                                                      \
+    X(void, ThresholdRow, (uint8_t * dst, const uint8_t* src, size_t pixels, int pixelBytes, int limit))
 
 VEL_KERNEL_FAMILY(Point, VEL_POINT_KERNELS)
 

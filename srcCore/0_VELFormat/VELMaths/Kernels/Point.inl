@@ -146,23 +146,25 @@ static void ShiftRow(uint8_t* row, size_t bytes, const uint8_t* up, const uint8_
     }
 }
 
-static void ThresholdRow(uint8_t* row, size_t pixels, int pixelBytes, int limit) {
+static void ThresholdRow(uint8_t* dst, const uint8_t* src, size_t pixels, int pixelBytes, int limit) {
     size_t i = 0;
 #if VEL_VECTOR
     if (pixelBytes == 3) {
         for (; 3 * (i + kLanePixels) + kLaneSlack <= 3 * pixels; i += kLanePixels) {
-            StoreRepeated(row + 3 * i, LanesAbove(ChannelSums(SpreadPixels(row + 3 * i)), limit));
+            StoreRepeated(dst + 3 * i, LanesAbove(ChannelSums(SpreadPixels(src + 3 * i)), limit));
         }
     } else {
         for (; i + kVectorBytes / 4 <= pixels; i += kVectorBytes / 4) {
-            const Bytes old = LoadBytes(row + 4 * i);
-            StoreBytes(row + 4 * i, WithAlphaOf(LanesAbove(ChannelSums(old), limit), old));
+            const Bytes old = LoadBytes(src + 4 * i);
+            StoreBytes(dst + 4 * i, WithAlphaOf(LanesAbove(ChannelSums(old), limit), old));
         }
     }
 #endif
-    row += i * static_cast<size_t>(pixelBytes);
-    for (; i < pixels; ++i, row += pixelBytes) {
-        const int sum = row[0] + row[1] + row[2];
-        row[0] = row[1] = row[2] = sum > limit ? 255 : 0;
+    dst += i * static_cast<size_t>(pixelBytes);
+    src += i * static_cast<size_t>(pixelBytes);
+    for (; i < pixels; ++i, dst += pixelBytes, src += pixelBytes) {
+        const int sum = src[0] + src[1] + src[2];
+        dst[0] = dst[1] = dst[2] = sum > limit ? 255 : 0;
+        if (pixelBytes == 4) dst[3] = src[3];
     }
 }
