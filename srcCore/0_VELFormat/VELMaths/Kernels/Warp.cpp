@@ -3,6 +3,7 @@
 namespace vel {
 namespace {
 #include "Bytes.inl"
+#include "Pixels.inl"
 #include "Gather.inl"
 #include "Warp.inl"
 }  // namespace

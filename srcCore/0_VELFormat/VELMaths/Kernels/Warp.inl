@@ -1,5 +1,11 @@
 // Fixed-point walks; see Warp.h.
 
+#if VEL_AVX512
+#define VEL_WORD_PLACES(places) static_cast<_MM_PERM_ENUM>(places)
+#else
+#define VEL_WORD_PLACES(places) (places)
+#endif
+
 static inline FixedWalk Advanced(const FixedWalk& walk, size_t points) {
     const auto k = static_cast<uint32_t>(points);
     FixedWalk result = walk;
@@ -32,114 +38,173 @@ static void BlendedPlain(uint8_t* dst, const SampledPixels& source, FixedWalk wa
     }
 }
 
-#if VEL_AVX512
-static inline bool HasGather(int pixelBytes) { return pixelBytes == 1 || pixelBytes == 3 || pixelBytes == 4; }
-
-static inline __m512i WalkPoints(int32_t first, int32_t step) {
-    const __m512i number = _mm512_set_epi32(15, 14, 13, 12, 11, 10, 9, 8, 7, 6, 5, 4, 3, 2, 1, 0);
-    return _mm512_add_epi32(_mm512_set1_epi32(first), _mm512_mullo_epi32(number, _mm512_set1_epi32(step)));
-}
-
-static size_t NearestVectors(uint8_t* dst, const SampledPixels& source, const FixedWalk& walk, size_t count) {
-    if (!GathersReach(source) || !HasGather(source.pixelBytes)) return 0;
-    const __m512i stride = _mm512_set1_epi32(static_cast<int>(source.stride)), half = _mm512_set1_epi32(128);
-    const __m512i last = _mm512_set1_epi32(static_cast<int>(source.end - source.bits - 4));
-    const __m512i xStep = _mm512_set1_epi32(static_cast<int32_t>(static_cast<uint32_t>(walk.xStep) * 16u));
-    const __m512i yStep = _mm512_set1_epi32(static_cast<int32_t>(static_cast<uint32_t>(walk.yStep) * 16u));
-    __m512i x = _mm512_add_epi32(WalkPoints(walk.x, walk.xStep), half);
-    __m512i y = _mm512_add_epi32(WalkPoints(walk.y, walk.yStep), half);
-    size_t k = 0;
-    for (; k + 16 <= count; k += 16, dst += 16 * source.pixelBytes) {
-        const __m512i offsets =
-            PixelOffsets(_mm512_srai_epi32(x, 8), _mm512_srai_epi32(y, 8), stride, source.pixelBytes);
-        StorePixels(dst, GatherWords(source.bits, offsets, last), source.pixelBytes);
-        x = _mm512_add_epi32(x, xStep);
-        y = _mm512_add_epi32(y, yStep);
+// The places of a walk's pixels that CopyPlaces may read, all of them; false where it must not.
+template <int kPixelBytes>
+static inline bool PlacesOf(int32_t* places, const SampledPixels& source, const FixedWalk& walk, size_t count) {
+    if (!kCopiesPlaces || source.end - source.begin >= 0x7FFFFFFF) return false;
+    const auto stride = static_cast<int32_t>(source.stride);
+    const auto x = static_cast<uint32_t>(walk.x) + 128, xStep = static_cast<uint32_t>(walk.xStep);
+    const auto y = static_cast<uint32_t>(walk.y) + 128, yStep = static_cast<uint32_t>(walk.yStep);
+    int32_t last = INT32_MIN;
+    for (uint32_t k = 0; k < count; ++k) {
+        const int32_t column = static_cast<int32_t>(x + k * xStep) >> 8, row = static_cast<int32_t>(y + k * yStep) >> 8;
+        places[k] = row * stride + column * kPixelBytes;
+        last = places[k] > last ? places[k] : last;
     }
-    return k;
+    return kPixelBytes == 1 || source.end - source.bits - last >= 4;
 }
 
-// Four positions, one in each quarter: the 8 bytes at it, which hold the pixel and its right neighbour, then the 8
-// bytes of the row below.
-static inline __m512i LoadNeighbours(const uint8_t* above, ptrdiff_t stride, const int32_t* offsets) {
+template <int kPixelBytes>
+static void CopyWalk(uint8_t* dst, const SampledPixels& source, const FixedWalk& walk, size_t count) {
+    constexpr size_t kPart = 128;
+    alignas(64) int32_t places[kPart];
+    for (size_t first = 0; first < count; first += kPart, dst += kPart * kPixelBytes) {
+        const size_t part = count - first < kPart ? count - first : kPart;
+        const FixedWalk from = Advanced(walk, first);
+        if (PlacesOf<kPixelBytes>(places, source, from, part)) {
+            CopyPlaces<kPixelBytes, kPixelBytes>(dst, source.bits, places, 0, part);
+        } else {
+            NearestPlain(dst, source, from, part);
+        }
+    }
+}
+
+#if VEL_VECTOR
+// Four times as many positions as a vector has quarters, four apart in each: so packing four results brings them in
+// order. Each quarter has the 8 bytes at its position, which hold the pixel and its right neighbour, then the 8 bytes
+// of the row below.
+static inline Bytes LoadNeighbours(const uint8_t* above, ptrdiff_t stride, const int32_t* offsets) {
     const auto load = [&](int i) {
-        const uint8_t* p = above + offsets[i];
-        const __m128d upper = _mm_castsi128_pd(_mm_loadl_epi64(reinterpret_cast<const __m128i*>(p)));
-        double lower;
-        memcpy(&lower, p + stride, 8);
-        return _mm_castpd_si128(_mm_unpacklo_pd(upper, _mm_set_sd(lower)));
+        const uint8_t* p = above + offsets[4 * i];
+        const __m128i upper = _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p));
+        return _mm_unpacklo_epi64(upper, _mm_loadl_epi64(reinterpret_cast<const __m128i*>(p + stride)));
     };
+#if VEL_AVX2
     const __m256i low = _mm256_inserti128_si256(_mm256_castsi128_si256(load(0)), load(1), 1);
+#if VEL_AVX512
     const __m256i high = _mm256_inserti128_si256(_mm256_castsi128_si256(load(2)), load(3), 1);
     return _mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1);
+#else
+    return low;
+#endif
+#else
+    return load(0);
+#endif
 }
 
-// Within a quarter: channel c of the left and of the right pixel of one row as the low and high half of word c.
-static inline __m512i NeighbourPlaces(int pixelBytes, int row) {
+// A quarter's pixels of one row as words: channel c of the left and of the right one side by side.
+template <int kPixelBytes, int kRow>
+static inline Bytes PairChannels(Bytes bytes) {
+#if VEL_AVX2
     alignas(16) int8_t places[16];
     for (int i = 0; i < 16; ++i) {
         const int channel = i / 4, right = i / 2 % 2;
-        const bool used = i % 2 == 0 && channel < pixelBytes;
-        places[i] = static_cast<int8_t>(used ? 8 * row + right * pixelBytes + channel : -1);
+        const bool used = i % 2 == 0 && channel < kPixelBytes;
+        places[i] = static_cast<int8_t>(used ? 8 * kRow + right * kPixelBytes + channel : -1);
     }
-    return _mm512_broadcast_i32x4(_mm_load_si128(reinterpret_cast<const __m128i*>(places)));
+    const __m128i quarter = _mm_load_si128(reinterpret_cast<const __m128i*>(places));
+#if VEL_AVX512
+    return _mm512_shuffle_epi8(bytes, _mm512_broadcast_i32x4(quarter));
+#else
+    return _mm256_shuffle_epi8(bytes, _mm256_broadcastsi128_si256(quarter));
+#endif
+#else
+    const Bytes right = _mm_srli_epi64(bytes, 8 * kPixelBytes);
+    const Bytes pairs = kRow == 0 ? _mm_unpacklo_epi8(bytes, right) : _mm_unpackhi_epi8(bytes, right);
+    return _mm_unpacklo_epi8(pairs, _mm_setzero_si128());
+#endif
 }
 
-// Each of four words four times.
-static inline __m512i FourTimes(__m512i words, int first) {
-    const __m512i number = _mm512_set_epi32(3, 3, 3, 3, 2, 2, 2, 2, 1, 1, 1, 1, 0, 0, 0, 0);
-    return _mm512_permutexvar_epi32(_mm512_add_epi32(number, _mm512_set1_epi32(first)), words);
+// The weighted sums of a quarter's channels, one a word.
+template <int kPixelBytes>
+static inline Bytes SumNeighbours(Bytes bytes, Bytes aboveWeights, Bytes belowWeights) {
+    return VEL_BYTES_OP(add_epi32)(VEL_BYTES_OP(madd_epi16)(PairChannels<kPixelBytes, 0>(bytes), aboveWeights),
+                                   VEL_BYTES_OP(madd_epi16)(PairChannels<kPixelBytes, 1>(bytes), belowWeights));
 }
 
-static size_t BlendedVectors(uint8_t* dst, const SampledPixels& source, const FixedWalk& walk, size_t count) {
-    if (!GathersReach(source) || !HasGather(source.pixelBytes) || source.pixelBytes == 1) return 0;
-    const ptrdiff_t lower = source.stride > 0 ? source.stride : 0;
-    const __m512i stride = _mm512_set1_epi32(static_cast<int>(source.stride));
-    const __m512i limit = _mm512_set1_epi32(static_cast<int>(source.end - source.bits - 8 - lower));
-    const __m512i fraction = _mm512_set1_epi32(255), one = _mm512_set1_epi32(256), two = _mm512_set1_epi32(512);
-    const __m512i abovePlaces = NeighbourPlaces(source.pixelBytes, 0);
-    const __m512i belowPlaces = NeighbourPlaces(source.pixelBytes, 1);
-    size_t k = 0;
-    for (; k + 16 <= count; k += 16, dst += 16 * source.pixelBytes) {
-        const FixedWalk from = Advanced(walk, k);
-        const __m512i x = WalkPoints(from.x, from.xStep), y = WalkPoints(from.y, from.yStep);
-        const __m512i offsets =
-            PixelOffsets(_mm512_srai_epi32(x, 8), _mm512_srai_epi32(y, 8), stride, source.pixelBytes);
-        if (_mm512_cmpgt_epi32_mask(offsets, limit)) {
-            BlendedPlain(dst, source, from, 16);
+// Positions and offsets of some pixels of a walk; false where their neighbours reach beyond what can be read.
+struct WalkPart {
+    static constexpr size_t kCount = 128;
+    alignas(64) int32_t x[kCount], y[kCount], at[kCount];
+
+    bool Take(const SampledPixels& source, const FixedWalk& from, int pixelBytes, size_t count) {
+        const ptrdiff_t lower = source.stride > 0 ? source.stride : 0;
+        const auto stride = static_cast<int32_t>(source.stride);
+        int32_t last = INT32_MIN;
+        for (uint32_t i = 0; i < count; ++i) {
+            x[i] = static_cast<int32_t>(static_cast<uint32_t>(from.x) + i * static_cast<uint32_t>(from.xStep));
+            y[i] = static_cast<int32_t>(static_cast<uint32_t>(from.y) + i * static_cast<uint32_t>(from.yStep));
+            at[i] = (y[i] >> 8) * stride + (x[i] >> 8) * pixelBytes;
+            last = at[i] > last ? at[i] : last;
+        }
+        return source.end - source.bits - 8 - lower >= last;
+    }
+};
+
+template <int kPixelBytes>
+static inline void BlendGroup(uint8_t* dst, const SampledPixels& source, const WalkPart& part, size_t k) {
+    const Bytes fraction = Splat32(255), one = Splat32(256), two = Splat32(512);
+    const Bytes fx = And(LoadBytes(part.x + k), fraction), fy = And(LoadBytes(part.y + k), fraction);
+    const Bytes sum = VEL_BYTES_OP(add_epi32)(fx, fy), difference = VEL_BYTES_OP(sub_epi32)(fx, fy);
+    const Bytes aboveRight = VEL_BYTES_OP(slli_epi32)(VEL_BYTES_OP(add_epi32)(one, difference), 16);
+    const Bytes above = Or(VEL_BYTES_OP(sub_epi32)(two, sum), aboveRight);
+    const Bytes below = Or(VEL_BYTES_OP(sub_epi32)(one, difference), VEL_BYTES_OP(slli_epi32)(sum, 16));
+    // ((sum >> 2) + 128) >> 8. A quarter's word i has the weights of its i-th position.
+    Bytes four[4];
+#define VEL_BLEND(i)                                                                                       \
+    four[i] = SumNeighbours<kPixelBytes>(LoadNeighbours(source.bits, source.stride, part.at + k + (i)),    \
+                                         VEL_BYTES_OP(shuffle_epi32)(above, VEL_WORD_PLACES(0x55 * (i))),  \
+                                         VEL_BYTES_OP(shuffle_epi32)(below, VEL_WORD_PLACES(0x55 * (i)))); \
+    four[i] = VEL_BYTES_OP(srli_epi32)(VEL_BYTES_OP(add_epi32)(four[i], two), 10)
+    VEL_BLEND(0);
+    VEL_BLEND(1);
+    VEL_BLEND(2);
+    VEL_BLEND(3);
+#undef VEL_BLEND
+    const Bytes colours = VEL_BYTES_OP(packus_epi16)(VEL_BYTES_OP(packs_epi32)(four[0], four[1]),
+                                                     VEL_BYTES_OP(packs_epi32)(four[2], four[3]));
+    if (kPixelBytes == 4) {
+        StoreBytes(dst, colours);
+    } else {
+        StorePixels(dst, colours);
+    }
+}
+
+template <int kPixelBytes>
+static size_t BlendGroups(uint8_t* dst, const SampledPixels& source, const FixedWalk& walk, size_t count) {
+    constexpr size_t kGroup = kVectorBytes / 4;
+    if (source.end - source.begin >= 0x7FFFFFFF) return 0;
+    const size_t whole = count - count % kGroup;
+    WalkPart part;
+    for (size_t first = 0; first < whole; first += WalkPart::kCount, dst += WalkPart::kCount * kPixelBytes) {
+        const size_t size = whole - first < WalkPart::kCount ? whole - first : WalkPart::kCount;
+        const FixedWalk from = Advanced(walk, first);
+        if (!part.Take(source, from, kPixelBytes, size)) {
+            BlendedPlain(dst, source, from, size);
             continue;
         }
-        const __m512i fx = _mm512_and_si512(x, fraction), fy = _mm512_and_si512(y, fraction);
-        const __m512i sum = _mm512_add_epi32(fx, fy), difference = _mm512_sub_epi32(fx, fy);
-        const __m512i aboveWeights =
-            _mm512_or_si512(_mm512_sub_epi32(two, sum), _mm512_slli_epi32(_mm512_add_epi32(one, difference), 16));
-        const __m512i belowWeights = _mm512_or_si512(_mm512_sub_epi32(one, difference), _mm512_slli_epi32(sum, 16));
-        alignas(64) int32_t at[16];
-        _mm512_store_si512(at, offsets);
-        __m128i four[4];
-        for (int part = 0; part < 4; ++part) {
-            const __m512i bytes = LoadNeighbours(source.bits, source.stride, at + 4 * part);
-            const __m512i above = _mm512_shuffle_epi8(bytes, abovePlaces),
-                          below = _mm512_shuffle_epi8(bytes, belowPlaces);
-            const __m512i sums = _mm512_add_epi32(_mm512_madd_epi16(above, FourTimes(aboveWeights, 4 * part)),
-                                                  _mm512_madd_epi16(below, FourTimes(belowWeights, 4 * part)));
-            // ((sum >> 2) + 128) >> 8.
-            four[part] = _mm512_cvtepi32_epi8(_mm512_srli_epi32(_mm512_add_epi32(sums, two), 10));
-        }
-        const __m256i low = _mm256_inserti128_si256(_mm256_castsi128_si256(four[0]), four[1], 1);
-        const __m256i high = _mm256_inserti128_si256(_mm256_castsi128_si256(four[2]), four[3], 1);
-        StorePixels(dst, _mm512_inserti64x4(_mm512_castsi256_si512(low), high, 1), source.pixelBytes);
+        for (size_t k = 0; k < size; k += kGroup) BlendGroup<kPixelBytes>(dst + k * kPixelBytes, source, part, k);
     }
-    return k;
+    return whole;
 }
-#else
-static inline size_t NearestVectors(uint8_t*, const SampledPixels&, const FixedWalk&, size_t) { return 0; }
-static inline size_t BlendedVectors(uint8_t*, const SampledPixels&, const FixedWalk&, size_t) { return 0; }
 #endif
 
+static size_t BlendedVectors([[maybe_unused]] uint8_t* dst, [[maybe_unused]] const SampledPixels& source,
+                             [[maybe_unused]] const FixedWalk& walk, [[maybe_unused]] size_t count) {
+#if VEL_VECTOR
+    if (source.pixelBytes == 3) return BlendGroups<3>(dst, source, walk, count);
+    if (source.pixelBytes == 4) return BlendGroups<4>(dst, source, walk, count);
+#endif
+    return 0;
+}
+
 static void NearestWalk(uint8_t* dst, const SampledPixels* pixels, const FixedWalk* walk, size_t count) {
-    const size_t done = NearestVectors(dst, *pixels, *walk, count);
-    NearestPlain(dst + done * static_cast<size_t>(pixels->pixelBytes), *pixels, Advanced(*walk, done), count - done);
+    switch (pixels->pixelBytes) {
+        case 1: CopyWalk<1>(dst, *pixels, *walk, count); break;
+        case 3: CopyWalk<3>(dst, *pixels, *walk, count); break;
+        case 4: CopyWalk<4>(dst, *pixels, *walk, count); break;
+        default: NearestPlain(dst, *pixels, *walk, count);
+    }
 }
 
 static void BlendedWalk(uint8_t* dst, const SampledPixels* pixels, const FixedWalk* walk, size_t count) {
