@@ -30,8 +30,8 @@ static inline uint32_t PixelAs(const uint8_t* p) {
 // The pixels at `places`, one after the other; what lies `ahead` of them, if not 0, is fetched meanwhile. One load and
 // one store a pixel: to collect them in registers takes several operations for each. A store of 3 bytes writes a fourth
 // that the next one overwrites, so the last pixels are stored by themselves.
-template <int kFrom, int kTo>
-static inline void CopyPlaces(uint8_t* dst, const uint8_t* bits, const int32_t* places, ptrdiff_t ahead, size_t count) {
+template <int kFrom, int kTo, class Place>
+static inline void CopyPlaces(uint8_t* dst, const uint8_t* bits, const Place* places, ptrdiff_t ahead, size_t count) {
     constexpr size_t kGroup = 8, kStore = kTo == 3 ? 4 : kTo, kOverlap = kStore - kTo;
     size_t k = 0;
     for (; k + kGroup + kOverlap <= count; k += kGroup) {
@@ -52,17 +52,15 @@ static inline void CopyPlaces(uint8_t* dst, const uint8_t* bits, const int32_t* 
 }
 
 #if VEL_VECTOR
-// Words at 32- or 64-bit offsets, one in each lane. Loads by themselves: the processor's own gather takes up to three
+// Words at offsets, one in each lane. Loads by themselves: the processor's own gather takes up to three
 // times as long where the words are not in the first cache.
-template <class Offset>
-static inline __m128i FourWords(const uint8_t* bits, const Offset* offsets) {
+static inline __m128i FourWords(const uint8_t* bits, const int64_t* offsets) {
     __m128i word[4];
     for (int i = 0; i < 4; ++i) word[i] = _mm_loadu_si32(bits + offsets[i]);
     return _mm_unpacklo_epi64(_mm_unpacklo_epi32(word[0], word[1]), _mm_unpacklo_epi32(word[2], word[3]));
 }
 
-template <class Offset>
-static inline Bytes WordsAt(const uint8_t* bits, const Offset* offsets) {
+static inline Bytes WordsAt(const uint8_t* bits, const int64_t* offsets) {
 #if VEL_AVX2
     const __m256i low = _mm256_set_m128i(FourWords(bits, offsets + 4), FourWords(bits, offsets));
 #if VEL_AVX512

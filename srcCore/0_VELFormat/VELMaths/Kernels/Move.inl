@@ -254,7 +254,16 @@ static void Transpose(uint8_t* dst, ptrdiff_t dstStride, const uint8_t* src, ptr
 #undef VEL_TRANSPOSE
 }
 
-static inline void PickPixels(uint8_t* dst, const uint8_t* src, const uint32_t* offsets, size_t pixels, size_t bytes) {
+template <size_t bytes>
+static inline void PickPixels(uint8_t* dst, const uint8_t* src, [[maybe_unused]] const uint8_t* end,
+                              const uint32_t* offsets, size_t pixels) {
+    constexpr int kBytes = static_cast<int>(bytes);
+    if constexpr (kCopiesPlaces && bytes != 2) {
+        if (pixels > 0 && end - src - ptrdiff_t{offsets[pixels - 1]} >= 4) {
+            CopyPlaces<kBytes, kBytes>(dst, src, offsets, 0, pixels);
+            return;
+        }
+    }
     for (size_t i = 0; i < pixels; ++i) memcpy(dst + i * bytes, src + offsets[i], bytes);
 }
 
@@ -274,16 +283,17 @@ static constexpr BytePlaces kOffsetPlaces[5] = {{}, OffsetPlaces(1), OffsetPlace
 static constexpr BytePlaces kWithinPixel[5] = {{}, WithinPixel(1), WithinPixel(2), WithinPixel(3), WithinPixel(4)};
 
 // Blocks of pixels that come from 128 neighbouring bytes are one permute of two registers.
-static size_t PickVectors(uint8_t* dst, const uint8_t* src, const uint8_t* end, const uint32_t* offsets, size_t pixels,
-                          size_t bytes) {
-    const size_t block = bytes == 1 ? 32 : bytes == 2 ? 32 : 16;
+template <size_t bytes>
+static size_t PickVectors(uint8_t* dst, const uint8_t* src, const uint8_t* end, const uint32_t* offsets,
+                          size_t pixels) {
+    constexpr size_t block = bytes == 1 ? 32 : bytes == 2 ? 32 : 16;
     const __mmask64 kept = ~0ull >> (64 - block * bytes);
     const __m512i places = kOffsetPlaces[bytes].Load(), within = kWithinPixel[bytes].Load();
     size_t i = 0;
     for (; i + block <= pixels; i += block) {
         const uint32_t base = offsets[i];
         if (offsets[i + block - 1] - base + bytes > 128 || end - src < ptrdiff_t{base} + 128) {
-            PickPixels(dst + i * bytes, src, offsets + i, block, bytes);
+            PickPixels<bytes>(dst + i * bytes, src, end, offsets + i, block);
             continue;
         }
         const __m512i start = _mm512_set1_epi32(static_cast<int>(base));
@@ -301,20 +311,28 @@ static size_t PickVectors(uint8_t* dst, const uint8_t* src, const uint8_t* end, 
     }
     return i;
 }
+#else
+template <size_t bytes>
+static inline size_t PickVectors(uint8_t*, const uint8_t*, const uint8_t*, const uint32_t*, size_t) {
+    return 0;
+}
 #endif
+
+template <size_t bytes>
+static inline void PickRowOf(uint8_t* dst, const uint8_t* src, const uint8_t* end, const uint32_t* offsets,
+                             size_t pixels) {
+    const size_t done = PickVectors<bytes>(dst, src, end, offsets, pixels);
+    PickPixels<bytes>(dst + done * bytes, src, end, offsets + done, pixels - done);
+}
 
 static void PickRow(uint8_t* dst, const uint8_t* src, const uint8_t* end, const uint32_t* offsets, size_t pixels,
                     int pixelBytes) {
-    size_t done = 0;
-#if VEL_AVX512
-    done = PickVectors(dst, src, end, offsets, pixels, static_cast<size_t>(pixelBytes));
-#else
-    (void)end;
-#endif
-    dst += done * static_cast<size_t>(pixelBytes);
-#define VEL_PICK(bytes) PickPixels(dst, src, offsets + done, pixels - done, static_cast<size_t>(bytes))
-    VEL_WITH_PIXEL_BYTES(pixelBytes, VEL_PICK)
-#undef VEL_PICK
+    switch (pixelBytes) {
+        case 1: PickRowOf<1>(dst, src, end, offsets, pixels); break;
+        case 2: PickRowOf<2>(dst, src, end, offsets, pixels); break;
+        case 3: PickRowOf<3>(dst, src, end, offsets, pixels); break;
+        default: PickRowOf<4>(dst, src, end, offsets, pixels);
+    }
 }
 
 #if VEL_AVX512
