@@ -233,7 +233,7 @@ void Sampler::Take(const float* x, const float* y, uint8_t* to, size_t count, pt
     const Span span = DirectSpan(x, y, count);
     const auto pixelBytes = static_cast<size_t>(m_pixels.pixelBytes);
     const auto outside = [&](size_t first, size_t last) {
-        alignas(64) uint32_t colours[kRun];
+        alignas(64) uint32_t colours[kLongRun];
         SampleSlowly(x + first, y + first, colours, last - first);
         PackColours(to + first * pixelBytes, m_source.bitsPerPixel, colours, last - first);
     };

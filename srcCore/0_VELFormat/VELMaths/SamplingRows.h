@@ -63,15 +63,19 @@ inline Span Intersection(const Span& a, const Span& b) {
 class Sampler {
 public:
     static constexpr size_t kRun = 128;
+    static constexpr size_t kLongRun = 2 * kRun;
 
     Sampler(const ImageView& source, int method);
     // Takes the pixel at the truncated position, as the nearest-neighbour method would without adding a half.
     static Sampler Truncating(const ImageView& source);
 
+    // The most positions at a time: more by a method that takes one pixel.
+    size_t Run() const { return m_taps == 1 ? kLongRun : kRun; }
+
     // Bytes from a pixel to the one (dx, dy) from it.
     ptrdiff_t Distance(int dx, int dy) const { return dy * m_pixels.stride + ptrdiff_t{dx} * m_pixels.pixelBytes; }
 
-    // colours[k] = the colour at (x[k], y[k]) for at most kRun positions that are monotone in x and in y. Fetches the
+    // colours[k] = the colour at (x[k], y[k]) for at most Run() positions that are monotone in x and in y. Fetches the
     // pixels `ahead` bytes from those inside the image into the caches.
     void Sample(const float* x, const float* y, uint32_t* colours, size_t count, ptrdiff_t ahead = 0) const;
 
@@ -79,7 +83,7 @@ public:
     bool Takes(uint32_t bitsPerPixel) const {
         return m_direct && m_method == Interpolation::NearestNeighbour && bitsPerPixel == m_source.bitsPerPixel;
     }
-    // Writes the same colours as pixels of the image's own depth, which must be Taken.
+    // Writes the same colours as pixels of the image's own depth, which must be Taken, for at most Run() positions.
     void Take(const float* x, const float* y, uint8_t* to, size_t count, ptrdiff_t ahead) const;
 
 private:

@@ -8,8 +8,6 @@ using namespace vel;
 
 namespace {
 
-constexpr size_t kRun = Sampler::kRun;
-
 // Signed distance of a row or column from the pivot.
 float FromPivot(int64_t index, int64_t pivot) { return static_cast<float>(index - pivot); }
 
@@ -95,9 +93,9 @@ bool SkewInto(const ImageView& from, const ImageView& to, float xFactor, float y
     const int columnsAhead = std::abs(xFactor) < 1000 ? static_cast<int>(xFactor * kRowsAhead) : 0;
     const ptrdiff_t ahead = sampler.Distance(columnsAhead, kRowsAhead);
     // Positions along a row are monotone unless a factor makes them no numbers.
-    const size_t run = std::isfinite(xFactor) && std::isfinite(yFactor) ? kRun : 1;
-    alignas(64) float x[kRun], y[kRun];
-    alignas(64) uint32_t colours[kRun];
+    const size_t run = std::isfinite(xFactor) && std::isfinite(yFactor) ? sampler.Run() : 1;
+    alignas(64) float x[Sampler::kLongRun], y[Sampler::kLongRun];
+    alignas(64) uint32_t colours[Sampler::kLongRun];
     // Strips of columns, as rows may run across many source rows: those stay in the nearest caches.
     const size_t pixelBytes = to.PixelBytes();
     for (size_t i = 0; i < to.width; i += run) {

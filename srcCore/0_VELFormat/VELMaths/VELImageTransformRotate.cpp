@@ -47,17 +47,14 @@ TurnedGrid GridOver(uint32_t width, uint32_t height, const Turn* turn) {
     return grid;
 }
 
-// Turned rows run across many source rows. Strips of this many columns, each taken from its first row to its last, keep
-// the source pixels of neighbouring rows in the nearest caches.
-constexpr size_t kStripWidth = Sampler::kRun;
+// Turned rows run across many source rows. Strips of columns, each taken from its first row to its last, keep the
+// source pixels of neighbouring rows in the nearest caches.
 constexpr float kRowsAhead = 16;
 
 // Source positions of the destination's pixels. Grid coordinates advance by adding 1, from the first column in every
 // row and from the first row, so their rounding is that of the repeated sum.
 class Positions {
 public:
-    static constexpr size_t kRun = Sampler::kRun;
-
     Positions(const TurnedGrid& grid, const Turn& turn, float addX, float addY)
         : m_terms{turn.cosine, turn.sine, addX, addY},
           m_firstRow(grid.offsetY),
@@ -88,7 +85,7 @@ public:
         return {from + span.first, from + span.last};
     }
 
-    // The colours at at most kRun pixels of the row.
+    // The colours at some pixels of the row, as many as the sampler takes at a time.
     const uint32_t* Sample(const Sampler& sampler, size_t first, size_t count) {
         Place(first, count);
         sampler.Sample(m_x, m_y, m_colours, count, Ahead(sampler));
@@ -115,8 +112,8 @@ private:
     ScratchBuffer m_memory;
     float* m_columns;
     Span m_spanX, m_spanY;  // of the row before: a good first guess
-    alignas(64) float m_x[kRun], m_y[kRun];
-    alignas(64) uint32_t m_colours[kRun];
+    alignas(64) float m_x[Sampler::kLongRun], m_y[Sampler::kLongRun];
+    alignas(64) uint32_t m_colours[Sampler::kLongRun];
 };
 
 // Writes the sampled pixels of Rotate, one after the other. Depths below 24 spill into the following rows or leave
@@ -142,7 +139,7 @@ public:
     }
     void Write(const uint32_t* colours, size_t count) {
         const int64_t bytes = static_cast<int64_t>(count) * m_writtenBytes;
-        alignas(64) uint8_t packed[4 * Positions::kRun];
+        alignas(64) uint8_t packed[4 * Sampler::kLongRun];
         uint8_t* inside = m_block.Inside(m_at, bytes);
         Pack(inside ? inside : packed, colours, count);
         if (!inside) m_block.Write(m_at, packed, bytes);
@@ -184,8 +181,9 @@ void TurnInto(const ImageView& from, const ImageView& to, Positions& at, int met
     const float right = static_cast<float>(from.width) - 4.0f, bottom = static_cast<float>(from.height) - 4.0f;
     const Sampler sampler(from, method);
     const bool takes = sampler.Takes(to.bitsPerPixel);
+    const size_t run = sampler.Run();
     PixelWriter writer(to, fourBytes);
-    const size_t stripWidth = writer.Ordered() ? kStripWidth : to.width;
+    const size_t stripWidth = writer.Ordered() ? run : to.width;
     for (Span strip{0, 0}; strip.last < to.width; strip.first = strip.last) {
         strip.last = std::min<size_t>(strip.first + stripWidth, to.width);
         at.FirstRow();
@@ -195,8 +193,8 @@ void TurnInto(const ImageView& from, const ImageView& to, Positions& at, int met
                 [=](float y) { return !(y < bottom); });
             writer.StartRow(j);
             writer.Skip(span.first);
-            for (size_t i = span.first; i < span.last; i += Positions::kRun) {
-                const size_t count = std::min(Positions::kRun, span.last - i);
+            for (size_t i = span.first; i < span.last; i += run) {
+                const size_t count = std::min(run, span.last - i);
                 if (j + 1 < to.height) FetchToWrite(to.Row(j + 1) + i * to.PixelBytes(), count * to.PixelBytes());
                 uint8_t* place = takes ? writer.Next(count) : nullptr;
                 if (place) {
@@ -279,7 +277,7 @@ HRESULT CVELImageTransform::RotatePaste(IVEL* source, IVEL* destination, double 
     const int pixelBytes = to.bitsPerPixel == 24 ? 3 : 4;
     const auto width = static_cast<size_t>(columns);
     const bool overlap = Overlap(from, to);
-    const size_t run = overlap ? 1 : Positions::kRun, stripWidth = overlap ? width : kStripWidth;
+    const size_t run = overlap ? 1 : sampler.Run(), stripWidth = overlap ? width : run;
     for (Span strip{0, 0}; strip.last < width; strip.first = strip.last) {
         strip.last = std::min(strip.first + stripWidth, width);
         at.FirstRow();
