@@ -46,10 +46,7 @@ HRESULT ConvolveBell(const ImageView& target, const ImageView& source, const Bel
             }
             kernels.BellRows(shifted, from, kRows, bell, bytes, {}, bytes);
         }
-        for (int i = 0; i < kRows; ++i) {
-            if (bytes == 4) rows.CopyAlpha(dst[i], y + i + 1, 1, source.width);
-            writer.End(y + i);
-        }
+        for (int i = 0; i < kRows; ++i) writer.End(y + i);
     }
     return S_OK;
 }

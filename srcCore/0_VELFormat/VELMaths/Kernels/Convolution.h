@@ -77,7 +77,8 @@ constexpr size_t kQuadSlack = 256;
        const Quotient& quotient, const NextRows& next, size_t count))                                                \
     X(void, SumRows,                                                                                                 \
       (uint32_t* const* sums, const uint8_t* const* quads, size_t quadBytes, const TapPlan& plan, size_t count))     \
-    /* n rows of a Bell from n + 2, each readable one sample of `step` bytes before and after. */                    \
+    /* n rows of a Bell from n + 2, each readable one sample of `step` bytes before and after. The fourth byte of    \
+       samples of four is the one of the sample after, in the row below: the window's last. */                       \
     X(void, BellRows,                                                                                                \
       (uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step, const NextRows& next,  \
        size_t count))                                                                                                \

@@ -2,11 +2,12 @@
 
 #if VEL_VECTOR
 // Takes step(i) to vectors of bytes that cover 0 to count - 1, count being at least a vector: an unaligned one, then
-// those that lie aligned in dst, then one that ends at the end. They overlap, so no destination may be a source.
+// those that lie aligned in dst, then one that ends at the end; each begins at a multiple of `unit`, a power of 2 that
+// count is a multiple of. They overlap, so no destination may be a source.
 template <class Step>
-static inline void ForVectors(const uint8_t* dst, size_t count, Step step) {
+static inline void ForVectors(const uint8_t* dst, size_t count, size_t unit, Step step) {
     step(size_t{0});
-    size_t i = kVectorBytes - reinterpret_cast<uintptr_t>(dst) % kVectorBytes;
+    size_t i = (kVectorBytes - reinterpret_cast<uintptr_t>(dst) % kVectorBytes) & ~(unit - 1);
     for (; i + kVectorBytes <= count; i += kVectorBytes) step(i);
     if (i < count) step(count - kVectorBytes);
 }
@@ -53,8 +54,13 @@ struct BellQuotient {
     }
 };
 
-// A vector's width of all rows, from the top down.
-template <bool doubled, BellCentre kind>
+static inline Bytes WithAlphas(Bytes colours, Bytes from) {
+    const Bytes kept = Splat32(0x00FFFFFF);
+    return Xor(from, And(Xor(colours, from), kept));
+}
+
+// A vector's width of all rows, from the top down. `i` is the place of a whole pixel where there are alphas.
+template <bool doubled, BellCentre kind, bool alpha>
 static inline void BellColumn(uint8_t* const* dst, const uint8_t* const* rows, int n, const BellQuotient& quotient,
                               size_t step, const NextRows& next, size_t i) {
     FetchNext(next, i, kVectorBytes);
@@ -62,12 +68,14 @@ static inline void BellColumn(uint8_t* const* dst, const uint8_t* const* rows, i
     for (int y = 0; y < n + 2; ++y) {
         const uint8_t* p = rows[y] + i;
         const WordPair middle = Words(LoadBytes(p));
-        WordPair below = Plus(SumOfBytes(LoadBytes(p - step), LoadBytes(p + step)), middle);
+        const Bytes after = LoadBytes(p + step);
+        WordPair below = Plus(SumOfBytes(LoadBytes(p - step), after), middle);
         if (doubled) below = Plus(below, middle);
         if (y >= 2) {
             WordPair sum = Plus(Plus(above, below), row);
             if (doubled) sum = Plus(sum, row);
-            StoreBytes(dst[y - 2] + i, quotient.template Of<kind>(sum, centre));
+            const Bytes result = quotient.template Of<kind>(sum, centre);
+            StoreBytes(dst[y - 2] + i, alpha ? WithAlphas(result, after) : result);
         }
         above = row;
         row = below;
@@ -80,7 +88,13 @@ static void BellVectors(uint8_t* const* dst, const uint8_t* const* rows, int n, 
                         const NextRows& next, size_t count) {
     const BellQuotient quotient(bell);
     const NextRows fetched = next;
-    ForVectors(dst[0], count, [=](size_t i) { BellColumn<doubled, kind>(dst, rows, n, quotient, step, fetched, i); });
+    if (step == 4) {
+        ForVectors(dst[0], count, 4,
+                   [=](size_t i) { BellColumn<doubled, kind, true>(dst, rows, n, quotient, 4, fetched, i); });
+    } else {
+        ForVectors(dst[0], count, 1,
+                   [=](size_t i) { BellColumn<doubled, kind, false>(dst, rows, n, quotient, step, fetched, i); });
+    }
 }
 
 template <BellCentre kind>
@@ -110,7 +124,8 @@ static void BellRows(uint8_t* const* dst, const uint8_t* const* rows, int n, con
             const int sum = BellByte(rows[y] + i, step, weight) + weight * BellByte(rows[y + 1] + i, step, weight) +
                             BellByte(rows[y + 2] + i, step, weight);
             const int all = sign * sum + bell.centre * rows[y + 1][i];
-            dst[y][i] = Saturate(all < 0 ? 0 : all * bell.multiplier >> 16);
+            const bool alpha = step == 4 && i % 4 == 3;
+            dst[y][i] = alpha ? rows[y + 2][i + step] : Saturate(all < 0 ? 0 : all * bell.multiplier >> 16);
         }
     }
 }
@@ -120,7 +135,7 @@ static void DifferenceRow(uint8_t* dst, const uint8_t* plus, const uint8_t* minu
     if (count >= kVectorBytes) {
         // Of the two differences, cut off at 0, one is 0.
         const Bytes offsets = Splat8(offset);
-        ForVectors(dst, count, [=](size_t i) {
+        ForVectors(dst, count, 1, [=](size_t i) {
             const Bytes a = LoadBytes(plus + i), b = LoadBytes(minus + i);
             const Bytes raised = AddSaturated(offsets, SubtractSaturated(a, b));
             StoreBytes(dst + i, SubtractSaturated(raised, SubtractSaturated(b, a)));
