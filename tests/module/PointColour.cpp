@@ -261,6 +261,21 @@ TEST_F(PointColour, ThresholdGoesOnWhereNoGreyImageCouldBeMade) {
     });
 }
 
+// A sum of 61 is above 3 * 20, three times its third is not.
+TEST_F(PointColour, ThresholdOfAnImageThatTakesNoGreyOneGoesByItsOwnChannels) {
+    const ref::Image before = ImageOf(1, 24, ref::kBgr, {{10, 20, 31}});
+    const auto grey = TestImage::New(before);
+    ASSERT_EQ(colour->Threshold(grey.Get(), 20), S_OK);
+    EXPECT_TRUE(SameBytes(ImageOf(1, 24, ref::kBgr, {{0, 0, 0}}), grey));
+    for (const bool failing : {false, true}) {
+        const auto image = TestImage::New(before);
+        image->faults = {.noIVELImage = !failing, .assign = failing};
+        EXPECT_EQ(colour->Threshold(image.Get(), 20), S_OK);
+        EXPECT_TRUE(SameBytes(ImageOf(1, 24, ref::kBgr, {{255, 255, 255}}), image));
+        EXPECT_EQ(image->Count(), 1u);
+    }
+}
+
 TEST_F(PointColour, GrayScaleOfASourceWithoutIVELImageChangesNothingAndSucceeds) {
     const ref::Image before = ImageOf(1, 24, ref::kBgr, {{10, 20, 31}});
     const auto image = TestImage::New(before);

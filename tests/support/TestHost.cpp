@@ -260,7 +260,7 @@ HRESULT TestImage::Assign(IVEL* image, int32_t flags) {
     log->assigned.emplace_back(image, flags);
     Enter(Call::Assign);
     const SmartPtr<TestImage> other = Of(image);
-    if (!other.Get()) return E_FAIL;
+    if (!other.Get() || faults.assign) return E_FAIL;
     SetContent(other->Content());
     return S_OK;
 }

@@ -101,6 +101,7 @@ struct ImageFaults {
     bool createSilent = false;  // Create answers S_OK and leaves no store
     bool nullBits = false;      // GetBits answers a null pointer with S_OK
     bool noIVELImage = false;   // QueryInterface refuses IVELImage
+    bool assign = false;        // Assign fails and changes nothing
 };
 
 struct CreateArguments {

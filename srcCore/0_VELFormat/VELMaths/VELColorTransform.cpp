@@ -24,15 +24,22 @@ bool SameShape(const ImageView& a, const ImageView& b) {
     return !a.Empty() && a.width == b.width && a.height == b.height && a.bitsPerPixel == b.bitsPerPixel;
 }
 
-// Puts an image of the same shape, filled by fill(destination, source), in the image's place.
+// An image of the same shape, filled by fill(destination, source); null when the host makes none.
 template <class Fill>
-HRESULT Remake(IVEL* image, Fill fill) {
+SmartPtr<IVELImage> Remade(IVEL* image, Fill fill) {
     const ImageView source = ViewOf(image);
     SmartPtr<IVELImage> made = vel::NewImageFromCollection();
-    if (!made.Get()) return E_FAIL;
+    if (!made.Get()) return made;
     made->Create(source.width, source.height, source.planes, source.bitsPerPixel, source.format);
     fill(ViewOf(made.Get()), source);
-    return vel::DeliverImage(image, std::move(made), nullptr);
+    return made;
+}
+
+// False when the image does not take it.
+bool Takes(IVEL* image, IVELImage* made) {
+    SmartPtr<IVELImage> target;
+    image->QueryInterface(IID_IVELImage, target.Receive());
+    return target.Get() && !Failed(target->Assign(made, 0));
 }
 
 // The sums of channels that make a grey whose threefold is above the limit are those above this one: 3 * floor(sum / 3)
@@ -75,7 +82,8 @@ HRESULT CVELColorTransform::Lut(IVEL* image, unsigned char* table) {
 
 HRESULT CVELColorTransform::GrayScale(IVEL* image) {
     if (!image) return E_FAIL;
-    return Remake(image, vel::GreyPixels);
+    SmartPtr<IVELImage> made = Remade(image, vel::GreyPixels);
+    return made.Get() ? vel::DeliverImage(image, std::move(made), nullptr) : E_FAIL;
 }
 
 HRESULT CVELColorTransform::ShiftRGB(IVEL* image, int redShift, int greenShift, int blueShift) {
@@ -132,7 +140,7 @@ HRESULT CVELColorTransform::Threshold(IVEL* image, int level) {
     // 3 * level in 32-bit arithmetic, so an absurd level wraps.
     const int limit = static_cast<int>(3u * static_cast<uint32_t>(level));
     bool done = false;
-    const HRESULT result = Remake(image, [&](const ImageView& made, const ImageView& source) {
+    const SmartPtr<IVELImage> made = Remade(image, [&](const ImageView& made, const ImageView& source) {
         done = source.Coloured() && !source.Empty() && SameShape(made, source);
         if (done) {
             ThresholdPixels(made, source, LimitOfSums(limit));
@@ -140,8 +148,9 @@ HRESULT CVELColorTransform::Threshold(IVEL* image, int level) {
             vel::GreyPixels(made, source);
         }
     });
+    const bool taken = made.Get() && Takes(image, made.Get());
     const ImageView view = ViewOf(image);
-    if (view.Empty() || (done && !Failed(result))) return S_OK;
+    if (view.Empty() || (done && taken)) return S_OK;
     // What could not be made grey is taken as it is.
     if (view.Coloured()) {
         ThresholdPixels(view, view, limit);
