@@ -46,7 +46,8 @@ static inline bool PlacesOf(int32_t* places, const SampledPixels& source, const 
     const auto x = static_cast<uint32_t>(walk.x) + 128, xStep = static_cast<uint32_t>(walk.xStep);
     const auto y = static_cast<uint32_t>(walk.y) + 128, yStep = static_cast<uint32_t>(walk.yStep);
     int32_t last = INT32_MIN;
-    for (uint32_t k = 0; k < count; ++k) {
+    for (size_t i = 0; i < count; ++i) {
+        const auto k = static_cast<uint32_t>(i);
         const int32_t column = static_cast<int32_t>(x + k * xStep) >> 8, row = static_cast<int32_t>(y + k * yStep) >> 8;
         places[k] = row * stride + column * kPixelBytes;
         last = places[k] > last ? places[k] : last;
@@ -131,9 +132,10 @@ struct WalkPart {
         const ptrdiff_t lower = source.stride > 0 ? source.stride : 0;
         const auto stride = static_cast<int32_t>(source.stride);
         int32_t last = INT32_MIN;
-        for (uint32_t i = 0; i < count; ++i) {
-            x[i] = static_cast<int32_t>(static_cast<uint32_t>(from.x) + i * static_cast<uint32_t>(from.xStep));
-            y[i] = static_cast<int32_t>(static_cast<uint32_t>(from.y) + i * static_cast<uint32_t>(from.yStep));
+        for (size_t i = 0; i < count; ++i) {
+            const auto k = static_cast<uint32_t>(i);
+            x[i] = static_cast<int32_t>(static_cast<uint32_t>(from.x) + k * static_cast<uint32_t>(from.xStep));
+            y[i] = static_cast<int32_t>(static_cast<uint32_t>(from.y) + k * static_cast<uint32_t>(from.yStep));
             at[i] = (y[i] >> 8) * stride + (x[i] >> 8) * pixelBytes;
             last = at[i] > last ? at[i] : last;
         }
