@@ -130,17 +130,27 @@ static int CirclePoints(int32_t* columns, int32_t* rows, const CircleRow* row, i
     }
 }
 
+template <bool reversed>
+static inline void MirrorRun(int32_t* toColumns, int32_t* toRows, const int32_t* columns, const int32_t* rows,
+                             const CircleMirror& mirror, size_t count) {
+    // Unsigned because what is unsure is the least number.
+    const auto across = static_cast<uint32_t>(mirror.across), down = static_cast<uint32_t>(mirror.down);
+    const bool below = mirror.down != kNotMirrored;
+    for (size_t i = 0; i < count; ++i) {
+        const size_t from = reversed ? count - 1 - i : i;
+        const auto column = static_cast<uint32_t>(columns[from]), row = static_cast<uint32_t>(rows[from]);
+        const auto mirrored = static_cast<int32_t>(reversed ? across - column : column);
+        toColumns[i] = columns[from] == kUnsureColumn ? kUnsureColumn : mirrored;
+        toRows[i] = static_cast<int32_t>(below ? down - row : row);
+    }
+}
+
 static void MirrorPoints(int32_t* toColumns, int32_t* toRows, const int32_t* columns, const int32_t* rows,
                          const CircleMirror* mirror, size_t count) {
-    const CircleMirror m = *mirror;
-    // Unsigned because what is unsure is the least number.
-    const auto across = static_cast<uint32_t>(m.across), down = static_cast<uint32_t>(m.down);
-    for (size_t i = 0; i < count; ++i) {
-        const size_t from = m.across == kNotMirrored ? i : count - 1 - i;
-        const auto column = static_cast<uint32_t>(columns[from]), row = static_cast<uint32_t>(rows[from]);
-        const uint32_t mirrored = m.across == kNotMirrored ? column : across - column;
-        toColumns[i] = columns[from] == kUnsureColumn ? kUnsureColumn : static_cast<int32_t>(mirrored);
-        toRows[i] = static_cast<int32_t>(m.down == kNotMirrored ? row : down - row);
+    if (mirror->across == kNotMirrored) {
+        MirrorRun<false>(toColumns, toRows, columns, rows, *mirror, count);
+    } else {
+        MirrorRun<true>(toColumns, toRows, columns, rows, *mirror, count);
     }
 }
 
