@@ -91,14 +91,18 @@ SmartPtr<IVELImage> NewImageFromCollection() {
 
 SmartPtr<IVELImage> NewImageDIB() { return SmartPtr<IVELImage>::Adopt(VELObject::CreateImageDIB()); }
 
+bool AssignImage(IVEL* target, IVELImage* image) {
+    SmartPtr<IVELImage> taking;
+    target->QueryInterface(IID_IVELImage, taking.Receive());
+    return taking.Get() && !Failed(taking->Assign(image, 0));
+}
+
 HRESULT DeliverImage(IVEL* source, SmartPtr<IVELImage> image, IVEL** dest) {
     if (dest) {
         *dest = image.Detach();
         return S_OK;
     }
-    SmartPtr<IVELImage> target;
-    source->QueryInterface(IID_IVELImage, target.Receive());
-    if (target.Get()) target->Assign(image.Get(), 0);
+    AssignImage(source, image.Get());
     return S_OK;
 }
 

@@ -82,6 +82,9 @@ SmartPtr<IVELImage> NewImageFromCollection();
 // The same by the kept component string (VELObject::CreateImageDIB).
 SmartPtr<IVELImage> NewImageDIB();
 
+// Gives the target the image's content; false when it offers no IVELImage or does not take it.
+bool AssignImage(IVEL* target, IVELImage* image);
+
 // Hands a finished image over: to *dest when the caller gave one (the caller gets the reference), else to the source,
 // which takes over its content when it offers IVELImage. S_OK in every case.
 HRESULT DeliverImage(IVEL* source, SmartPtr<IVELImage> image, IVEL** dest);

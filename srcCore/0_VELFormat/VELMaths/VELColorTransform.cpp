@@ -35,13 +35,6 @@ SmartPtr<IVELImage> Remade(IVEL* image, Fill fill) {
     return made;
 }
 
-// False when the image does not take it.
-bool Takes(IVEL* image, IVELImage* made) {
-    SmartPtr<IVELImage> target;
-    image->QueryInterface(IID_IVELImage, target.Receive());
-    return target.Get() && !Failed(target->Assign(made, 0));
-}
-
 // The sums of channels that make a grey whose threefold is above the limit are those above this one: 3 * floor(sum / 3)
 // is above it from the next multiple of 3 on. No sum is above 765.
 int LimitOfSums(int limit) { return limit < 0 || limit >= 765 ? limit : limit / 3 * 3 + 2; }
@@ -148,7 +141,7 @@ HRESULT CVELColorTransform::Threshold(IVEL* image, int level) {
             vel::GreyPixels(made, source);
         }
     });
-    const bool taken = made.Get() && Takes(image, made.Get());
+    const bool taken = made.Get() && vel::AssignImage(image, made.Get());
     const ImageView view = ViewOf(image);
     if (view.Empty() || (done && taken)) return S_OK;
     // What could not be made grey is taken as it is.

@@ -138,11 +138,11 @@ public:
         return inside;
     }
     void Write(const uint32_t* colours, size_t count) {
+        if (uint8_t* place = Next(count)) return Pack(place, colours, count);
         const int64_t bytes = static_cast<int64_t>(count) * m_writtenBytes;
         alignas(64) uint8_t packed[4 * Sampler::kLongRun];
-        uint8_t* inside = m_block.Inside(m_at, bytes);
-        Pack(inside ? inside : packed, colours, count);
-        if (!inside) m_block.Write(m_at, packed, bytes);
+        Pack(packed, colours, count);
+        m_block.Write(m_at, packed, bytes);
         m_at += bytes;
     }
 

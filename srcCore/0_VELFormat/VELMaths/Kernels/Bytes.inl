@@ -83,6 +83,11 @@ static inline void MapBytes(uint8_t* dst, const uint8_t* first, const uint8_t* s
     const size_t rest = bytes - i;
     StoreFirst(dst + i, step(LoadFirst(first + i, rest), LoadFirst(second + i, rest)), rest);
 }
+
+// Of 4-byte pixels: the first three bytes of one, the fourth of the other.
+static inline Bytes WithAlphaOf(Bytes colours, Bytes pixels) {
+    return Or(And(colours, Splat32(0x00FFFFFF)), And(pixels, Splat32(static_cast<int>(0xFF000000u))));
+}
 #endif
 
 #if VEL_AVX512

@@ -54,11 +54,6 @@ struct BellQuotient {
     }
 };
 
-static inline Bytes WithAlphas(Bytes colours, Bytes from) {
-    const Bytes kept = Splat32(0x00FFFFFF);
-    return Xor(from, And(Xor(colours, from), kept));
-}
-
 // A vector's width of all rows, from the top down. `i` is the place of a whole pixel where there are alphas.
 template <bool doubled, BellCentre kind, bool alpha>
 static inline void BellColumn(uint8_t* const* dst, const uint8_t* const* rows, int n, const BellQuotient& quotient,
@@ -75,7 +70,7 @@ static inline void BellColumn(uint8_t* const* dst, const uint8_t* const* rows, i
             WordPair sum = Plus(Plus(above, below), row);
             if (doubled) sum = Plus(sum, row);
             const Bytes result = quotient.template Of<kind>(sum, centre);
-            StoreBytes(dst[y - 2] + i, alpha ? WithAlphas(result, after) : result);
+            StoreBytes(dst[y - 2] + i, alpha ? WithAlphaOf(result, after) : result);
         }
         above = row;
         row = below;

@@ -317,10 +317,7 @@ static inline Bytes Marked(Bytes mark, Bytes neighbour, Bytes centre) {
 // The fourth byte of pixels of four is the centre's own.
 static inline uint8_t WithAlpha(uint8_t colour, uint8_t centre, size_t i) { return i % 4 == 3 ? centre : colour; }
 #if VEL_VECTOR
-static inline Bytes WithAlpha(Bytes colours, Bytes centre, size_t) {
-    const Bytes alpha = Splat32(static_cast<int>(0xFF000000u));
-    return Or(And(colours, Complement(alpha)), And(centre, alpha));
-}
+static inline Bytes WithAlpha(Bytes colours, Bytes centre, size_t) { return WithAlphaOf(colours, centre); }
 #endif
 
 template <int pixelBytes>

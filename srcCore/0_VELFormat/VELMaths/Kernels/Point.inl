@@ -48,11 +48,6 @@ static inline Bytes LanesAbove(Bytes sums, int limit) {
     return VEL_BYTES_OP(cmpgt_epi32)(sums, Splat32(limit));
 #endif
 }
-
-static inline Bytes WithAlphaOf(Bytes colours, Bytes pixels) {
-    const Bytes alpha = Splat32(static_cast<int>(0xFF000000u));
-    return Or(And(colours, Splat32(0x00FFFFFF)), And(pixels, alpha));
-}
 #endif
 
 static void GreyRow24(uint8_t* dst, const uint8_t* src, size_t pixels) {
