@@ -21,7 +21,8 @@ HRESULT ConvolveByTaps(const ImageView& target, const ImageView& source, const C
     for (int64_t y = 0; y < source.height; y += kRows) {
         uint8_t* dst[kRows];
         for (int i = 0; i < kRows; ++i) dst[i] = writer.Begin(y + i);
-        Kernels().Convolution().ConvolveRows(dst, quads.From(y), quads.QuadBytes(), taps.Plan(), quotient, quads.Next(),
+        const uint8_t* const* from = quads.From(y);  // before Next(), which moves on with it
+        Kernels().Convolution().ConvolveRows(dst, from, quads.QuadBytes(), taps.Plan(), quotient, quads.Next(),
                                              size_t{source.width} * bytes);
         for (int i = 0; i < kRows; ++i) {
             if (bytes == 4) quads.Source().CopyAlpha(dst[i], y + i + window.below, window.right, source.width);

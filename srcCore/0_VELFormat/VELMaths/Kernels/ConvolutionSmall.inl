@@ -36,30 +36,14 @@ static inline WordPair SumOfBytes(Bytes a, Bytes b) {
 
 enum class BellCentre { None, Added, Subtracting };  // the last: the bell is subtracted from it
 
-struct BellQuotient {
-    Bytes centre, multiplier;
-    explicit BellQuotient(const Bell& bell) : centre(Splat16(bell.centre)), multiplier(Splat16(bell.multiplier)) {}
-
-    template <BellCentre kind>
-    Bytes Of(WordPair sum, WordPair middle) const {
-        if (kind != BellCentre::None) {
-            const WordPair weighed = {VEL_BYTES_OP(mullo_epi16)(middle.low, centre),
-                                      VEL_BYTES_OP(mullo_epi16)(middle.high, centre)};
-            sum = kind == BellCentre::Added ? Plus(weighed, sum) : Minus(weighed, sum);
-            sum.low = VEL_BYTES_OP(max_epi16)(sum.low, Splat8(0));
-            sum.high = VEL_BYTES_OP(max_epi16)(sum.high, Splat8(0));
-        }
-        return VEL_BYTES_OP(packus_epi16)(VEL_BYTES_OP(mulhi_epu16)(sum.low, multiplier),
-                                          VEL_BYTES_OP(mulhi_epu16)(sum.high, multiplier));
-    }
-};
-
-// A vector's width of all rows, from the top down. `i` is the place of a whole pixel where there are alphas.
+// A vector's width of all rows, from the top down: a row's (1 b 1) across is added to the sums of three windows, of
+// which two are on their way at a time. `i` is the place of a whole pixel where there are alphas.
 template <bool doubled, BellCentre kind, bool alpha>
-static inline void BellColumn(uint8_t* const* dst, const uint8_t* const* rows, int n, const BellQuotient& quotient,
-                              size_t step, const NextRows& next, size_t i) {
+static inline void BellColumn(uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step,
+                              const NextRows& next, size_t i) {
+    const Bytes centre = Splat16(bell.centre), multiplier = Splat16(bell.multiplier), zero = Splat8(0);
     FetchNext(next, i, kVectorBytes);
-    WordPair above = {}, row = {}, centre = {};
+    WordPair row = {zero, zero}, sum = {zero, zero};
     for (int y = 0; y < n + 2; ++y) {
         const uint8_t* p = rows[y] + i;
         const WordPair middle = Words(LoadBytes(p));
@@ -67,28 +51,36 @@ static inline void BellColumn(uint8_t* const* dst, const uint8_t* const* rows, i
         WordPair below = Plus(SumOfBytes(LoadBytes(p - step), after), middle);
         if (doubled) below = Plus(below, middle);
         if (y >= 2) {
-            WordPair sum = Plus(Plus(above, below), row);
-            if (doubled) sum = Plus(sum, row);
-            const Bytes result = quotient.template Of<kind>(sum, centre);
+            WordPair all = kind == BellCentre::Subtracting ? Minus(sum, below) : Plus(sum, below);
+            if (kind != BellCentre::None) {
+                all = {VEL_BYTES_OP(max_epi16)(all.low, zero), VEL_BYTES_OP(max_epi16)(all.high, zero)};
+            }
+            const Bytes result = VEL_BYTES_OP(packus_epi16)(VEL_BYTES_OP(mulhi_epu16)(all.low, multiplier),
+                                                            VEL_BYTES_OP(mulhi_epu16)(all.high, multiplier));
             StoreBytes(dst[y - 2] + i, alpha ? WithAlphaOf(result, after) : result);
         }
-        above = row;
+        sum = Plus(row, below);
+        if (doubled) sum = Plus(sum, below);
+        if (kind != BellCentre::None) {
+            const WordPair weighed = {VEL_BYTES_OP(mullo_epi16)(middle.low, centre),
+                                      VEL_BYTES_OP(mullo_epi16)(middle.high, centre)};
+            sum = kind == BellCentre::Added ? Plus(weighed, sum) : Minus(weighed, sum);
+        }
         row = below;
-        centre = middle;
     }
 }
 
 template <bool doubled, BellCentre kind>
 static void BellVectors(uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step,
                         const NextRows& next, size_t count) {
-    const BellQuotient quotient(bell);
+    const Bell of = bell;
     const NextRows fetched = next;
     if (step == 4) {
         ForVectors(dst[0], count, 4,
-                   [=](size_t i) { BellColumn<doubled, kind, true>(dst, rows, n, quotient, 4, fetched, i); });
+                   [=](size_t i) { BellColumn<doubled, kind, true>(dst, rows, n, of, 4, fetched, i); });
     } else {
         ForVectors(dst[0], count, 1,
-                   [=](size_t i) { BellColumn<doubled, kind, false>(dst, rows, n, quotient, step, fetched, i); });
+                   [=](size_t i) { BellColumn<doubled, kind, false>(dst, rows, n, of, step, fetched, i); });
     }
 }
 

@@ -263,8 +263,10 @@ static inline void StoreQuotients(uint8_t* dst, size_t count, const Bytes* sums,
 }
 
 template <int lastFrom, bool narrow, class Store>
-static void ForTilesOf(const uint8_t* const* quads, const TapPlan& plan, size_t count, Store store) {
+static void ForTilesOf(const uint8_t* const* quads, const TapPlan& plan, const NextRows& next, size_t count,
+                       Store store) {
     for (size_t at = 0; at < count; at += kTileBytes) {
+        FetchNext(next, at, kTileBytes);
         SumTile tile;
         tile.Make<lastFrom, narrow>(quads, plan, at);
         for (int row = 0; row < kRows; ++row) store(row, at, count - at, tile.sum[row]);
@@ -273,16 +275,17 @@ static void ForTilesOf(const uint8_t* const* quads, const TapPlan& plan, size_t 
 
 // Calls store(row, at, count left, sums) for each row of each tile.
 template <class Store>
-static inline void ForTiles(const uint8_t* const* quads, const TapPlan& plan, size_t count, Store store) {
+static inline void ForTiles(const uint8_t* const* quads, const TapPlan& plan, const NextRows& next, size_t count,
+                            Store store) {
     switch (plan.lastFrom + (plan.narrow ? kRows : 0)) {
-        case 0: ForTilesOf<0, false>(quads, plan, count, store); break;
-        case 1: ForTilesOf<1, false>(quads, plan, count, store); break;
-        case 2: ForTilesOf<2, false>(quads, plan, count, store); break;
-        case 3: ForTilesOf<3, false>(quads, plan, count, store); break;
-        case 4: ForTilesOf<0, true>(quads, plan, count, store); break;
-        case 5: ForTilesOf<1, true>(quads, plan, count, store); break;
-        case 6: ForTilesOf<2, true>(quads, plan, count, store); break;
-        default: ForTilesOf<3, true>(quads, plan, count, store); break;
+        case 0: ForTilesOf<0, false>(quads, plan, next, count, store); break;
+        case 1: ForTilesOf<1, false>(quads, plan, next, count, store); break;
+        case 2: ForTilesOf<2, false>(quads, plan, next, count, store); break;
+        case 3: ForTilesOf<3, false>(quads, plan, next, count, store); break;
+        case 4: ForTilesOf<0, true>(quads, plan, next, count, store); break;
+        case 5: ForTilesOf<1, true>(quads, plan, next, count, store); break;
+        case 6: ForTilesOf<2, true>(quads, plan, next, count, store); break;
+        default: ForTilesOf<3, true>(quads, plan, next, count, store); break;
     }
 }
 
@@ -290,9 +293,7 @@ template <class Quotients>
 static void ConvolveTiles(uint8_t* const* dst, const uint8_t* const* quads, const TapPlan& plan,
                           const Quotient& quotient, const NextRows& next, size_t count) {
     const Quotients quotients(quotient);
-    const NextRows fetched = next;
-    ForTiles(quads, plan, count, [=](int row, size_t at, size_t left, const Bytes* sums) {
-        if (row == 0) FetchNext(fetched, at, kTileBytes);
+    ForTiles(quads, plan, next, count, [=](int row, size_t at, size_t left, const Bytes* sums) {
         StoreQuotients(dst[row] + at, left, sums, quotients);
     });
 }
@@ -309,6 +310,6 @@ static void ConvolveRows(uint8_t* const* dst, const uint8_t* const* quads, size_
 }
 
 static void SumRows(uint32_t* const* sums, const uint8_t* const* quads, size_t, const TapPlan& plan, size_t count) {
-    ForTiles(quads, plan, count,
+    ForTiles(quads, plan, {}, count,
              [=](int row, size_t at, size_t left, const Bytes* tile) { StoreSums(sums[row] + at, left, tile); });
 }

@@ -1,8 +1,9 @@
 // See NextRows.h.
 
 // Asks for the lines of the next rows that begin in bytes i to i + step - 1, taken from where i is 0. They go to the
-// second-level cache: the first one is for what is at work.
-static inline void FetchNext(const NextRows& next, size_t i, size_t step) {
+// second-level cache: the first one is for what is at work. Always inlined, because g++ drops calls of a function that
+// only prefetches: it has no result and no effect.
+[[gnu::always_inline]] static inline void FetchNext(const NextRows& next, size_t i, size_t step) {
     constexpr size_t kLine = 64;
     if (i % kLine >= step) return;
     for (int j = 0; j < next.count; ++j) __builtin_prefetch(next.first + j * next.stride + i, 0, 2);
