@@ -29,8 +29,11 @@ VEL_CHECK(Point, LumaRow8) {
 
 VEL_CHECK(Point, ShiftRow) {
     uint8_t* row = run.InOut(run.count);
-    uint8_t *up = run.In(vel::kShiftPeriod), *down = run.In(vel::kShiftPeriod);
+    uint8_t *up = run.In(vel::kShiftBytes), *down = run.In(vel::kShiftBytes);
     for (size_t i = 0; i < vel::kShiftPeriod; ++i) (run.random.Chance(50) ? up : down)[i] = 0;
+    for (uint8_t* pattern : {up, down}) {
+        for (size_t i = vel::kShiftPeriod; i < vel::kShiftBytes; ++i) pattern[i] = pattern[i - vel::kShiftPeriod];
+    }
     run.Filled();
     kernel(row, run.count, up, down);
 }

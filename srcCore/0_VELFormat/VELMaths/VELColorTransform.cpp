@@ -85,8 +85,8 @@ HRESULT CVELColorTransform::ShiftRGB(IVEL* image, int redShift, int greenShift, 
     if (view.Empty()) return S_OK;
     if (view.Coloured()) {
         const int shifts[4] = {blueShift, greenShift, redShift, 0};
-        uint8_t up[vel::kShiftPeriod], down[vel::kShiftPeriod];
-        for (size_t i = 0; i < vel::kShiftPeriod; ++i) {
+        uint8_t up[vel::kShiftBytes], down[vel::kShiftBytes];
+        for (size_t i = 0; i < vel::kShiftBytes; ++i) {
             const int64_t shift = shifts[i % view.PixelBytes()];
             up[i] = static_cast<uint8_t>(Clamp(shift, 0, 255));
             down[i] = static_cast<uint8_t>(Clamp(-shift, 0, 255));

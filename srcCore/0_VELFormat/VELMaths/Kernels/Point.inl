@@ -126,19 +126,24 @@ static void LumaRow8(uint8_t* dst, const uint8_t* src, size_t count) {
 }
 
 static void ShiftRow(uint8_t* row, size_t bytes, const uint8_t* up, const uint8_t* down) {
-    for (; bytes > 0;) {
-        const size_t chunk = bytes < kShiftPeriod ? bytes : kShiftPeriod;
-        size_t i = 0;
+    size_t i = 0;
 #if VEL_VECTOR
-        for (; i + kVectorBytes <= chunk; i += kVectorBytes) {
-            const Bytes raised = AddSaturated(LoadBytes(row + i), LoadBytes(up + i));
-            StoreBytes(row + i, SubtractSaturated(raised, LoadBytes(down + i)));
-        }
-#endif
-        for (; i < chunk; ++i) row[i] = Saturate(row[i] + up[i] - down[i]);
-        row += chunk;
-        bytes -= chunk;
+    constexpr size_t kPeriod = 3 * kVectorBytes;
+    static_assert(kShiftBytes >= kPeriod && kPeriod % kShiftPeriod == 0);
+    Bytes ups[3], downs[3];
+    for (size_t k = 0; k < 3; ++k) {
+        ups[k] = LoadBytes(up + k * kVectorBytes);
+        downs[k] = LoadBytes(down + k * kVectorBytes);
     }
+    for (; i + kPeriod <= bytes; i += kPeriod) {
+#pragma GCC unroll 3
+        for (size_t k = 0; k < 3; ++k) {
+            uint8_t* p = row + i + k * kVectorBytes;
+            StoreBytes(p, SubtractSaturated(AddSaturated(LoadBytes(p), ups[k]), downs[k]));
+        }
+    }
+#endif
+    for (; i < bytes; ++i) row[i] = Saturate(row[i] + up[i % kShiftPeriod] - down[i % kShiftPeriod]);
 }
 
 static void ThresholdRow(uint8_t* dst, const uint8_t* src, size_t pixels, int pixelBytes, int limit) {
