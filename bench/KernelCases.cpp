@@ -108,10 +108,19 @@ void LeastOfRows(const vel::MorphologyKernels& k, Rows& r) {
     k.LeastOfRows(r[0], rows, kRows, kPixels * 3);
 }
 
+// One row of windows of 3 x 3.
+template <auto kernel>
+void Windows3x3(const vel::MorphologyKernels& k, Rows& r) {
+    uint8_t* dst[1] = {r[0] + 3};
+    const uint8_t* rows[3] = {r[1] + 3, r[2] + 3, r[3] + 3};
+    (k.*kernel)(dst, rows, 1, 3, {}, (kPixels - 2) * 3);
+}
+
 void AddWindowKernels() {
     AddKernel("Morphology.LeastOfRows3", VEL_TABLES(Morphology), LeastOfRows<3>);
     AddKernel("Morphology.LeastOfRows5", VEL_TABLES(Morphology), LeastOfRows<5>);
-    VEL_KERNEL_CASE(Morphology, ContourRow, r[0], r[1], r[2], r[3], kPixels, 3);
+    AddKernel("Morphology.LeastOf3x3", VEL_TABLES(Morphology), Windows3x3<&vel::MorphologyKernels::LeastOf3x3>);
+    AddKernel("Morphology.ContourRows", VEL_TABLES(Morphology), Windows3x3<&vel::MorphologyKernels::ContourRows>);
 }
 
 }  // namespace

@@ -67,6 +67,19 @@ struct RunToCombine {
           bytes(run.count + (length - 1) * step) {}
 };
 
+// Some rows of windows of 3 x 3, and rows to ask for ahead.
+template <class Kernel>
+void CheckWindows3x3(test::KernelRun& run, Kernel kernel) {
+    const int n = run.random.Int(1, 9);
+    const size_t step = run.random.Pick({1u, 3u, 4u});
+    const size_t count = step == 4 ? run.count / 4 * 4 : run.count;
+    uint8_t* dst[9];
+    const uint8_t* rows[11];
+    for (int y = 0; y < n; ++y) dst[y] = run.Out(count);
+    for (int y = 0; y < n + 2; ++y) rows[y] = run.In(count + 2 * step) + step;
+    kernel(dst, rows, n, step, run.Next(), count);
+}
+
 }  // namespace
 
 VEL_CHECK(Morphology, LeastOfRuns) {
@@ -87,12 +100,9 @@ VEL_CHECK(Morphology, SpreadOfRuns) {
     kernel(dst, low, run.In(r.bytes), r.length, r.step, run.count);
 }
 
-VEL_CHECK(Morphology, ContourRow) {
-    const size_t pixelBytes = run.random.Pick({1u, 3u, 4u}), bytes = run.count * pixelBytes;
-    uint8_t* dst = run.Out(bytes);
-    const uint8_t* rows[3];
-    for (const uint8_t*& row : rows) row = run.In(bytes + 2 * pixelBytes) + pixelBytes;
-    kernel(dst, rows[0], rows[1], rows[2], bytes, pixelBytes);
-}
+VEL_CHECK(Morphology, LeastOf3x3) { CheckWindows3x3(run, kernel); }
+VEL_CHECK(Morphology, GreatestOf3x3) { CheckWindows3x3(run, kernel); }
+VEL_CHECK(Morphology, SpreadOf3x3) { CheckWindows3x3(run, kernel); }
+VEL_CHECK(Morphology, ContourRows) { CheckWindows3x3(run, kernel); }
 
 VEL_CHECK_FAMILY(Morphology, VEL_MORPHOLOGY_KERNELS)

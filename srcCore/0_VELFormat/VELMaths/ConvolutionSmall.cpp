@@ -1,6 +1,7 @@
 #include "ConvolutionSmall.h"
 
 #include "Kernels/Kernels.h"
+#include "Windows3x3.h"
 
 namespace vel {
 
@@ -19,36 +20,10 @@ bool IsBell(const Coefficients& coefficients, const SumRange& range, const Quoti
 }
 
 HRESULT ConvolveBell(const ImageView& target, const ImageView& source, const Bell& bell) {
-    constexpr int kRows = 16;  // at a time: so few are seen twice
-    const size_t bytes = SampleBytes(source);
-    SampleRows rows(source, kRows + 2);
-    SampleWriter writer(target, kRows);
-    if (!rows.Ready() || !writer.Ready()) return E_FAIL;
     const auto& kernels = Kernels().Convolution();
-    for (int64_t y = 0; y < source.height; y += kRows) {
-        uint8_t *dst[kRows], *shifted[kRows];
-        const uint8_t* from[kRows + 2];
-        for (int i = 0; i < kRows; ++i) dst[i] = writer.Begin(y + i);
-        for (int i = 0; i < kRows + 2; ++i) from[i] = rows.Row(y - 1 + i) + bytes;
-        if (source.width > 2) {
-            for (int i = 0; i < kRows; ++i) shifted[i] = dst[i] + bytes;
-            kernels.BellRows(shifted, from, kRows, bell, bytes, rows.Next(y + kRows + 1, kRows),
-                             (source.width - 2) * bytes);
-        }
-        // The first and the last pixel have a column outside.
-        for (int end = 0; end < 2; ++end) {
-            const int64_t x = end == 0 ? 0 : int64_t{source.width} - 1;
-            uint8_t around[kRows + 2][3 * 4];
-            for (int i = 0; i < kRows; ++i) shifted[i] = dst[i] + static_cast<size_t>(x) * bytes;
-            for (int i = 0; i < kRows + 2; ++i) {
-                rows.CopySamples(around[i], y - 1 + i, x - 1, 3);
-                from[i] = around[i] + bytes;
-            }
-            kernels.BellRows(shifted, from, kRows, bell, bytes, {}, bytes);
-        }
-        for (int i = 0; i < kRows; ++i) writer.End(y + i);
-    }
-    return S_OK;
+    return MapWindows3x3(target, source,
+                         [&](uint8_t* const* dst, const uint8_t* const* rows, int n, size_t bytes, const NextRows& next,
+                             size_t count) { kernels.BellRows(dst, rows, n, bell, bytes, next, count); });
 }
 
 bool IsDifference(const Coefficients& coefficients, const Quotient& quotient, SampleDifference* difference) {

@@ -3,7 +3,7 @@
 #include <initializer_list>
 
 #include "Kernels/Kernels.h"
-#include "Neighbourhood.h"
+#include "Windows3x3.h"
 
 namespace vel {
 namespace {
@@ -94,6 +94,15 @@ public:
             case Extremum::Minimum: m_kernels.LeastOfRuns(dst, from.low, length, apart, count); break;
             case Extremum::Maximum: m_kernels.GreatestOfRuns(dst, from.high, length, apart, count); break;
             case Extremum::Spread: m_kernels.SpreadOfRuns(dst, from.low, from.high, length, apart, count); break;
+        }
+    }
+    // Straight from the image, alphas and all.
+    void Finish3x3(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t bytes, const NextRows& next,
+                   size_t count) const {
+        switch (m_wanted) {
+            case Extremum::Minimum: m_kernels.LeastOf3x3(dst, rows, n, bytes, next, count); break;
+            case Extremum::Maximum: m_kernels.GreatestOf3x3(dst, rows, n, bytes, next, count); break;
+            case Extremum::Spread: m_kernels.SpreadOf3x3(dst, rows, n, bytes, next, count); break;
         }
     }
 
@@ -281,8 +290,14 @@ private:
 }  // namespace
 
 HRESULT ExtremumImage(const ImageView& target, const ImageView& source, int size, Extremum extremum) {
-    const Window window = Window::Square(size).ClippedTo(source);
     const Extremes extremes(extremum);
+    if (size == 3) {
+        return MapWindows3x3(
+            target, source,
+            [&](uint8_t* const* dst, const uint8_t* const* rows, int n, size_t bytes, const NextRows& next,
+                size_t count) { extremes.Finish3x3(dst, rows, n, bytes, next, count); });
+    }
+    const Window window = Window::Square(size).ClippedTo(source);
     ColumnRuns columns(source, window, extremes);
     const int rowsAtOnce = columns.RowsAtOnce();
     RunExtremes rows(source, window, extremes, rowsAtOnce);
@@ -303,29 +318,10 @@ HRESULT ExtremumImage(const ImageView& target, const ImageView& source, int size
 }
 
 HRESULT ContourImage(const ImageView& target, const ImageView& source) {
-    const size_t bytes = SampleBytes(source);
-    SampleRows rows(source, 3);
-    SampleWriter writer(target);
-    if (!rows.Ready() || !writer.Ready()) return E_FAIL;
     const auto& kernels = Kernels().Morphology();
-    for (int64_t y = 0; y < source.height; ++y) {
-        uint8_t* dst = writer.Begin(y);
-        const uint8_t* row[3];
-        for (int i = 0; i < 3; ++i) row[i] = rows.Row(y - 1 + i);
-        if (source.width > 2) {
-            kernels.ContourRow(dst + bytes, row[0] + bytes, row[1] + bytes, row[2] + bytes, (source.width - 2) * bytes,
-                               bytes);
-        }
-        // The first and the last pixel have a column outside.
-        for (const int64_t x : {int64_t{0}, int64_t{source.width} - 1}) {
-            uint8_t around[3][3 * 4];
-            for (int i = 0; i < 3; ++i) rows.CopySamples(around[i], y - 1 + i, x - 1, 3);
-            kernels.ContourRow(dst + static_cast<size_t>(x) * bytes, around[0] + bytes, around[1] + bytes,
-                               around[2] + bytes, bytes, bytes);
-        }
-        writer.End(y);
-    }
-    return S_OK;
+    return MapWindows3x3(target, source,
+                         [&](uint8_t* const* dst, const uint8_t* const* rows, int n, size_t bytes, const NextRows& next,
+                             size_t count) { kernels.ContourRows(dst, rows, n, bytes, next, count); });
 }
 
 }  // namespace vel

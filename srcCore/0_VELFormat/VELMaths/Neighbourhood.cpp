@@ -26,15 +26,6 @@ void Fill(uint8_t* dst, uint32_t colour, int64_t samples, uint32_t sampleBytes) 
     }
 }
 
-// Of 1, 3 or 4 bytes: fewer than it takes to call a function.
-void CopySample(uint8_t* dst, const uint8_t* src, uint32_t bytes) {
-    dst[0] = src[0];
-    if (bytes == 1) return;
-    dst[1] = src[1];
-    dst[2] = src[2];
-    if (bytes == 4) dst[3] = src[3];
-}
-
 }  // namespace
 
 uint32_t SampleBytes(const ImageView& image) {

@@ -14,6 +14,15 @@ namespace vel {
 // other depths, whose pixels are never written.
 uint32_t SampleBytes(const ImageView& image);
 
+// A sample of 1, 3 or 4 bytes. Inline, for copies of single ones are frequent.
+inline void CopySample(uint8_t* dst, const uint8_t* src, size_t bytes) {
+    dst[0] = src[0];
+    if (bytes == 1) return;
+    dst[1] = src[1];
+    dst[2] = src[2];
+    if (bytes == 4) dst[3] = src[3];
+}
+
 // A window operation computes pixels: the image has some, and `target` can take them.
 bool HasWork(const ImageView& source, const ImageView& target);
 

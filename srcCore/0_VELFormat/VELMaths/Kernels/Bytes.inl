@@ -84,6 +84,17 @@ static inline void MapBytes(uint8_t* dst, const uint8_t* first, const uint8_t* s
     StoreFirst(dst + i, step(LoadFirst(first + i, rest), LoadFirst(second + i, rest)), rest);
 }
 
+// Takes step(i) to vectors of bytes that cover 0 to count - 1, count being at least a vector: an unaligned one, then
+// those that lie aligned in dst, then one that ends at the end; each begins at a multiple of `unit`, a power of 2 that
+// count is a multiple of. They overlap, so no destination may be a source.
+template <class Step>
+static inline void ForVectors(const uint8_t* dst, size_t count, size_t unit, Step step) {
+    step(size_t{0});
+    size_t i = (kVectorBytes - reinterpret_cast<uintptr_t>(dst) % kVectorBytes) & ~(unit - 1);
+    for (; i + kVectorBytes <= count; i += kVectorBytes) step(i);
+    if (i < count) step(count - kVectorBytes);
+}
+
 // Of 4-byte pixels: the first three bytes of one, the fourth of the other.
 static inline Bytes WithAlphaOf(Bytes colours, Bytes pixels) {
     return Or(And(colours, Splat32(0x00FFFFFF)), And(pixels, Splat32(static_cast<int>(0xFF000000u))));

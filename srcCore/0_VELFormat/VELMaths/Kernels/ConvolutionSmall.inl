@@ -1,17 +1,6 @@
 // Windows of 3 x 3 and pairs of samples that need no general sum; see Convolution.h.
 
 #if VEL_VECTOR
-// Takes step(i) to vectors of bytes that cover 0 to count - 1, count being at least a vector: an unaligned one, then
-// those that lie aligned in dst, then one that ends at the end; each begins at a multiple of `unit`, a power of 2 that
-// count is a multiple of. They overlap, so no destination may be a source.
-template <class Step>
-static inline void ForVectors(const uint8_t* dst, size_t count, size_t unit, Step step) {
-    step(size_t{0});
-    size_t i = (kVectorBytes - reinterpret_cast<uintptr_t>(dst) % kVectorBytes) & ~(unit - 1);
-    for (; i + kVectorBytes <= count; i += kVectorBytes) step(i);
-    if (i < count) step(count - kVectorBytes);
-}
-
 // Bytes as two vectors of words, in the order that unpacking brings and packing undoes.
 struct WordPair {
     Bytes low, high;

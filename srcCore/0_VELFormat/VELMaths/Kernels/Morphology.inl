@@ -61,6 +61,18 @@ static inline void ForPlaces(size_t count, Step step) {
     for (size_t i = 0; i < count; ++i) step.template operator()<uint8_t>(i);
 }
 
+// The same, with vectors that lie aligned in dst and begin at multiples of `unit`; see ForVectors.
+template <class Step>
+static inline void ForAlignedPlaces([[maybe_unused]] const uint8_t* dst, size_t count, [[maybe_unused]] size_t unit,
+                                    Step step) {
+#if VEL_VECTOR
+    if (count >= kVectorBytes) {
+        return ForVectors(dst, count, unit, [=](size_t i) { step.template operator()<Bytes>(i); });
+    }
+#endif
+    for (size_t i = 0; i < count; ++i) step.template operator()<uint8_t>(i);
+}
+
 // Calls body.operator()<n>(), so that the loops over rows are unrolled.
 template <class Body>
 static inline void WithRows(int n, Body body) {
@@ -320,30 +332,91 @@ static inline uint8_t WithAlpha(uint8_t colour, uint8_t centre, size_t i) { retu
 static inline Bytes WithAlpha(Bytes colours, Bytes centre, size_t) { return WithAlphaOf(colours, centre); }
 #endif
 
-template <int pixelBytes>
-static inline void ContourRowOf(uint8_t* dst, const uint8_t* above, const uint8_t* row, const uint8_t* below,
-                                size_t count) {
-    const uint8_t* const neighbours[] = {above - pixelBytes, row - pixelBytes, below - pixelBytes, above, below,
-                                         above + pixelBytes, row + pixelBytes, below + pixelBytes};
-    ForPlaces(count, [=]<class T>(size_t i) {
-        T centre, mark, neighbour;
+// Extremes of 3 x 3 samples down all rows: those across three samples, of two rows and of three. The window's last
+// sample gives the alpha.
+template <bool low, bool high, bool alpha, class T>
+static inline void ExtremesAt3x3(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step, size_t i) {
+    T least{}, greatest{}, leastOfTwo{}, greatestOfTwo{};
+    for (int y = 0; y < n + 2; ++y) {
+        const uint8_t* p = rows[y] + i;
+        T before, middle, after;
+        Load(before, p - step);
+        Load(middle, p);
+        Load(after, p + step);
+        const T lower = Lesser(Lesser(before, after), middle), higher = Greater(Greater(before, after), middle);
+        if (y >= 2) {
+            const T all = Lesser(leastOfTwo, lower), most = Greater(greatestOfTwo, higher);
+            const T result = !high ? all : !low ? most : Difference(most, all);
+            Store(dst[y - 2] + i, alpha ? WithAlpha(result, after, i) : result);
+        }
+        leastOfTwo = Lesser(least, lower);
+        greatestOfTwo = Greater(greatest, higher);
+        least = lower;
+        greatest = higher;
+    }
+}
+
+template <bool low, bool high>
+static inline void ExtremesOf3x3(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step,
+                                 const NextRows& next, size_t count) {
+    const NextRows fetched = next;
+    if (step == 4) {
+        ForAlignedPlaces(dst[0], count, 4, [=]<class T>(size_t i) {
+            FetchNext(fetched, i, sizeof(T));
+            ExtremesAt3x3<low, high, true, T>(dst, rows, n, 4, i);
+        });
+    } else {
+        ForAlignedPlaces(dst[0], count, 1, [=]<class T>(size_t i) {
+            FetchNext(fetched, i, sizeof(T));
+            ExtremesAt3x3<low, high, false, T>(dst, rows, n, step, i);
+        });
+    }
+}
+
+static void LeastOf3x3(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step, const NextRows& next,
+                       size_t count) {
+    ExtremesOf3x3<true, false>(dst, rows, n, step, next, count);
+}
+
+static void GreatestOf3x3(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step, const NextRows& next,
+                          size_t count) {
+    ExtremesOf3x3<false, true>(dst, rows, n, step, next, count);
+}
+
+static void SpreadOf3x3(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step, const NextRows& next,
+                        size_t count) {
+    ExtremesOf3x3<true, true>(dst, rows, n, step, next, count);
+}
+
+template <int step>
+static inline void ContourRow(uint8_t* dst, const uint8_t* const* rows, const NextRows& next, size_t count) {
+    // Column by column; the centre, having no excess, is left out.
+    const uint8_t *const row = rows[1], *const neighbours[] = {rows[0] - step, row - step,    rows[2] - step,
+                                                               rows[0],        rows[2],       rows[0] + step,
+                                                               row + step,     rows[2] + step};
+    const NextRows fetched = next;
+    ForAlignedPlaces(dst, count, step == 4 ? 4 : 1, [=]<class T>(size_t i) {
+        FetchNext(fetched, i, sizeof(T));
+        T centre, neighbour;
         Load(centre, row + i);
-        mark = Difference(centre, centre);
-        // Column by column; the centre, having no excess, is left out.
+        T mark = Difference(centre, centre);
         for (const uint8_t* from : neighbours) {
             Load(neighbour, from + i);
             mark = Marked(mark, neighbour, centre);
         }
         const T contour = Complement(mark);
-        Store(dst + i, pixelBytes == 4 ? WithAlpha(contour, centre, i) : contour);
+        Store(dst + i, step == 4 ? WithAlpha(contour, centre, i) : contour);
     });
 }
 
-static void ContourRow(uint8_t* dst, const uint8_t* above, const uint8_t* row, const uint8_t* below, size_t count,
-                       size_t pixelBytes) {
-    switch (pixelBytes) {
-        case 1: ContourRowOf<1>(dst, above, row, below, count); break;
-        case 3: ContourRowOf<3>(dst, above, row, below, count); break;
-        default: ContourRowOf<4>(dst, above, row, below, count); break;
+static void ContourRows(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step, const NextRows& next,
+                        size_t count) {
+    for (int y = 0; y < n; ++y) {
+        const NextRows row = {next.first + y * next.stride, 0, y < next.count ? 1 : 0};
+        switch (step) {
+            case 1: ContourRow<1>(dst[y], rows + y, row, count); break;
+            case 3: ContourRow<3>(dst[y], rows + y, row, count); break;
+            default: ContourRow<4>(dst[y], rows + y, row, count); break;
+        }
     }
 }
