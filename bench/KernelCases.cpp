@@ -109,18 +109,23 @@ void LeastOfRows(const vel::MorphologyKernels& k, Rows& r) {
 }
 
 // One row of windows of 3 x 3.
-template <auto kernel>
-void Windows3x3(const vel::MorphologyKernels& k, Rows& r) {
+void LeastOfSquares(const vel::MorphologyKernels& k, Rows& r) {
     uint8_t* dst[1] = {r[0] + 3};
     const uint8_t* rows[3] = {r[1] + 3, r[2] + 3, r[3] + 3};
-    (k.*kernel)(dst, rows, 1, 3, {}, (kPixels - 2) * 3);
+    k.LeastOfSquares(dst, rows, 1, 3, 3, {}, (kPixels - 2) * 3);
+}
+
+void ContourRows(const vel::MorphologyKernels& k, Rows& r) {
+    uint8_t* dst[1] = {r[0] + 3};
+    const uint8_t* rows[3] = {r[1] + 3, r[2] + 3, r[3] + 3};
+    k.ContourRows(dst, rows, 1, 3, {}, (kPixels - 2) * 3);
 }
 
 void AddWindowKernels() {
     AddKernel("Morphology.LeastOfRows3", VEL_TABLES(Morphology), LeastOfRows<3>);
     AddKernel("Morphology.LeastOfRows5", VEL_TABLES(Morphology), LeastOfRows<5>);
-    AddKernel("Morphology.LeastOf3x3", VEL_TABLES(Morphology), Windows3x3<&vel::MorphologyKernels::LeastOf3x3>);
-    AddKernel("Morphology.ContourRows", VEL_TABLES(Morphology), Windows3x3<&vel::MorphologyKernels::ContourRows>);
+    AddKernel("Morphology.LeastOfSquares", VEL_TABLES(Morphology), LeastOfSquares);
+    AddKernel("Morphology.ContourRows", VEL_TABLES(Morphology), ContourRows);
 }
 
 }  // namespace

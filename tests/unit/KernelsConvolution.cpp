@@ -195,12 +195,11 @@ VEL_CHECK(Convolution, ConvolveWords) {
     const int n = random.Int(1, 9);
     uint8_t* dst[9];
     const uint8_t* rows[9 + vel::WordPlan::kMostSize - 1];
-    for (int y = 0; y < n; ++y) dst[y] = run.Out(run.count);
-    for (int y = 0; y < n + plan.size - 1; ++y) {
-        uint8_t* row = run.In(run.count + static_cast<size_t>(plan.size - 1) * plan.step);
-        rows[y] = row;
-    }
-    kernel(dst, rows, n, plan, run.Next(), run.count);
+    const size_t count = plan.step == 4 ? run.count / 4 * 4 : run.count;
+    const size_t reach = static_cast<size_t>(plan.size / 2) * plan.step;
+    for (int y = 0; y < n; ++y) dst[y] = run.Out(count);
+    for (int y = 0; y < n + plan.size - 1; ++y) rows[y] = run.In(count + 2 * reach) + reach;
+    kernel(dst, rows, n, plan, run.Next(), count);
 }
 
 // Levels may judge differently; the answer only chooses between two ways to the same bits.

@@ -51,7 +51,7 @@ HRESULT ConvolveImage(const ImageView& target, const ImageView& source, const in
     if (factors.Worthwhile()) return ConvolveByFactors(target, source, coefficients.Reach(), factors, quotient);
     WordPlan plan;
     if (IsWordPlan(coefficients, range, divisor, offset, &plan)) {
-        return ConvolveByWords(target, source, coefficients.Reach(), plan);
+        return ConvolveByWords(target, source, plan);
     }
     return ConvolveByTaps(target, source, coefficients, range, quotient);
 }

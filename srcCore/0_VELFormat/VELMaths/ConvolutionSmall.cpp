@@ -1,7 +1,7 @@
 #include "ConvolutionSmall.h"
 
 #include "Kernels/Kernels.h"
-#include "Windows3x3.h"
+#include "SmallWindows.h"
 
 namespace vel {
 
@@ -21,7 +21,7 @@ bool IsBell(const Coefficients& coefficients, const SumRange& range, const Quoti
 
 HRESULT ConvolveBell(const ImageView& target, const ImageView& source, const Bell& bell) {
     const auto& kernels = Kernels().Convolution();
-    return MapWindows3x3(target, source,
+    return MapWindows<1>(target, source,
                          [&](uint8_t* const* dst, const uint8_t* const* rows, int n, size_t bytes, const NextRows& next,
                              size_t count) { kernels.BellRows(dst, rows, n, bell, bytes, next, count); });
 }

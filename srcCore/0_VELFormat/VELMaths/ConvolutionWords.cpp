@@ -1,6 +1,7 @@
 #include "ConvolutionWords.h"
 
 #include "Kernels/Kernels.h"
+#include "SmallWindows.h"
 
 namespace vel {
 namespace {
@@ -73,28 +74,12 @@ bool IsWordPlan(const Coefficients& coefficients, const SumRange& range, int div
            Kernels().Convolution().WordsWorthwhile(*plan);
 }
 
-HRESULT ConvolveByWords(const ImageView& target, const ImageView& source, const Window& window, WordPlan plan) {
-    constexpr int kRows = 16;  // at a time: so few are seen twice
-    const size_t bytes = SampleBytes(source);
-    plan.step = bytes;
-    PaddedRows rows(source, {window.left, window.right, window.above, window.below + kRows - 1});
-    const size_t before = static_cast<size_t>(window.left) * bytes;
-    SampleRows alphas(source, 1);
-    SampleWriter writer(target, kRows);
-    if (!rows.Ready() || !alphas.Ready() || !writer.Ready()) return E_FAIL;
-    for (int64_t y = 0; y < source.height; y += kRows) {
-        uint8_t* dst[kRows];
-        const uint8_t* from[kRows + WordPlan::kMostSize - 1];
-        for (int i = 0; i < kRows; ++i) dst[i] = writer.Begin(y + i);
-        for (int i = 0; i < kRows + plan.size - 1; ++i) from[i] = rows.Row(y - window.above + i) - before;
-        Kernels().Convolution().ConvolveWords(dst, from, kRows, plan, rows.Next(y + kRows + window.below, kRows),
-                                              size_t{source.width} * bytes);
-        for (int i = 0; i < kRows; ++i) {
-            if (bytes == 4) alphas.CopyAlpha(dst[i], y + i + window.below, window.right, source.width);
-            writer.End(y + i);
-        }
-    }
-    return S_OK;
+HRESULT ConvolveByWords(const ImageView& target, const ImageView& source, WordPlan plan) {
+    plan.step = SampleBytes(source);
+    const auto& kernels = Kernels().Convolution();
+    const auto windows = [&](uint8_t* const* dst, const uint8_t* const* rows, int n, size_t, const NextRows& next,
+                             size_t count) { kernels.ConvolveWords(dst, rows, n, plan, next, count); };
+    return plan.size == 3 ? MapWindows<1>(target, source, windows) : MapWindows<2>(target, source, windows);
 }
 
 }  // namespace vel

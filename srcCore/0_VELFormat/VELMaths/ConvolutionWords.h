@@ -7,6 +7,6 @@ namespace vel {
 
 // Whether the coefficients can be summed so, and the level gains by it. Sets *plan then, but for its step.
 bool IsWordPlan(const Coefficients& coefficients, const SumRange& range, int divisor, int offset, WordPlan* plan);
-HRESULT ConvolveByWords(const ImageView& target, const ImageView& source, const Window& window, WordPlan plan);
+HRESULT ConvolveByWords(const ImageView& target, const ImageView& source, WordPlan plan);
 
 }  // namespace vel

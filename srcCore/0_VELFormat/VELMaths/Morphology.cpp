@@ -3,7 +3,7 @@
 #include <initializer_list>
 
 #include "Kernels/Kernels.h"
-#include "Windows3x3.h"
+#include "SmallWindows.h"
 
 namespace vel {
 namespace {
@@ -96,13 +96,14 @@ public:
             case Extremum::Spread: m_kernels.SpreadOfRuns(dst, from.low, from.high, length, apart, count); break;
         }
     }
+    bool SquaresWorthwhile(int size, size_t bytes) const { return m_kernels.SquaresWorthwhile(size, bytes) != 0; }
     // Straight from the image, alphas and all.
-    void Finish3x3(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t bytes, const NextRows& next,
-                   size_t count) const {
+    void FinishSquares(uint8_t* const* dst, const uint8_t* const* rows, int n, int size, size_t bytes,
+                       const NextRows& next, size_t count) const {
         switch (m_wanted) {
-            case Extremum::Minimum: m_kernels.LeastOf3x3(dst, rows, n, bytes, next, count); break;
-            case Extremum::Maximum: m_kernels.GreatestOf3x3(dst, rows, n, bytes, next, count); break;
-            case Extremum::Spread: m_kernels.SpreadOf3x3(dst, rows, n, bytes, next, count); break;
+            case Extremum::Minimum: m_kernels.LeastOfSquares(dst, rows, n, size, bytes, next, count); break;
+            case Extremum::Maximum: m_kernels.GreatestOfSquares(dst, rows, n, size, bytes, next, count); break;
+            case Extremum::Spread: m_kernels.SpreadOfSquares(dst, rows, n, size, bytes, next, count); break;
         }
     }
 
@@ -291,11 +292,10 @@ private:
 
 HRESULT ExtremumImage(const ImageView& target, const ImageView& source, int size, Extremum extremum) {
     const Extremes extremes(extremum);
-    if (size == 3) {
-        return MapWindows3x3(
-            target, source,
-            [&](uint8_t* const* dst, const uint8_t* const* rows, int n, size_t bytes, const NextRows& next,
-                size_t count) { extremes.Finish3x3(dst, rows, n, bytes, next, count); });
+    const auto squares = [&](uint8_t* const* dst, const uint8_t* const* rows, int n, size_t bytes, const NextRows& next,
+                             size_t count) { extremes.FinishSquares(dst, rows, n, size, bytes, next, count); };
+    if ((size == 3 || size == 5) && extremes.SquaresWorthwhile(size, SampleBytes(source))) {
+        return size == 3 ? MapWindows<1>(target, source, squares) : MapWindows<2>(target, source, squares);
     }
     const Window window = Window::Square(size).ClippedTo(source);
     ColumnRuns columns(source, window, extremes);
@@ -319,7 +319,7 @@ HRESULT ExtremumImage(const ImageView& target, const ImageView& source, int size
 
 HRESULT ContourImage(const ImageView& target, const ImageView& source) {
     const auto& kernels = Kernels().Morphology();
-    return MapWindows3x3(target, source,
+    return MapWindows<1>(target, source,
                          [&](uint8_t* const* dst, const uint8_t* const* rows, int n, size_t bytes, const NextRows& next,
                              size_t count) { kernels.ContourRows(dst, rows, n, bytes, next, count); });
 }

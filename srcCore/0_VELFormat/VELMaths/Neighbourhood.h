@@ -79,7 +79,6 @@ public:
     bool Ready() const { return m_rows.Ready() && m_ring.Data() && m_outside.Data(); }
     // First sample of row y, from -above to height + below - 1.
     const uint8_t* Row(int64_t y);
-    NextRows Next(int64_t y, int64_t rows) const { return m_rows.Next(y, rows); }
     uint32_t OutsideColour() const { return m_rows.OutsideColour(); }
 
 private:

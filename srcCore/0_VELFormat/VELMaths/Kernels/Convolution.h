@@ -59,7 +59,7 @@ struct WordPlan {
     bool folded;    // and each row is the same from right to left
     WordRange range;
     uint16_t multiplier, shift, raise, rest, below;
-    size_t step;  // bytes from one column to the next
+    size_t step;  // bytes from one column to the next; samples of 4 bytes have alphas
 };
 
 // Bytes behind a prepared quad that ConvolveRows and SumRows may read.
@@ -82,8 +82,8 @@ constexpr size_t kQuadSlack = 256;
     X(void, BellRows,                                                                                                \
       (uint8_t* const* dst, const uint8_t* const* rows, int n, const Bell& bell, size_t step, const NextRows& next,  \
        size_t count))                                                                                                \
-    /* n rows from n + size - 1: byte i of row y has the result of the sum of coefficient *                          \
-       rows[y + row][i + column * step]. */                                                                          \
+    /* n rows from n + size - 1, each readable size / 2 samples before and after: byte i of row y has the result of  \
+       the sum of coefficient * rows[y + row][i + (column - size / 2) * step]. Alphas as in BellRows. */             \
     X(void, ConvolveWords,                                                                                           \
       (uint8_t* const* dst, const uint8_t* const* rows, int n, const WordPlan& plan, const NextRows& next,           \
        size_t count))                                                                                                \

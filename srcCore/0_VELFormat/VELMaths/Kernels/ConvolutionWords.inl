@@ -8,10 +8,14 @@ static inline uint8_t WordQuotient(int32_t sum, const WordPlan& plan) {
     return Saturate(static_cast<int>(quotient) - plan.below);
 }
 
+// The window's last sample gives the alpha.
 static inline uint8_t WordByte(const uint8_t* const* rows, const WordPlan& plan, size_t i) {
+    const size_t reach = static_cast<size_t>(plan.size / 2) * plan.step;
+    if (plan.step == 4 && i % 4 == 3) return rows[plan.size - 1][i + reach];
     int32_t sum = 0;
     for (int y = 0; y < plan.size; ++y) {
-        for (int x = 0; x < plan.size; ++x) sum += plan.taps[y][x] * rows[y][i + static_cast<size_t>(x) * plan.step];
+        for (int x = 0; x < plan.size; ++x)
+            sum += plan.taps[y][x] * *(rows[y] + i - reach + static_cast<size_t>(x) * plan.step);
     }
     return WordQuotient(sum, plan);
 }
@@ -104,18 +108,20 @@ struct WordWindows {
     }
     // A vector's width of all rows, from the top down. Each row adds to the windows that it lies in; those not
     // complete yet wait in registers.
+    template <bool alpha>
     [[gnu::always_inline]] void Column(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t i) const {
+        const size_t across = alpha ? 4 : step, reach = size / 2 * across;
         WordPair waiting[size] = {};
         for (int y = 0; y < n + size - 1; ++y) {
-            const Terms terms(rows[y] + i, step);
+            const Terms terms(rows[y] + i - reach, across);
             WordPair sums[kSums];
             for (int k = 0; k < kSums; ++k) sums[k] = terms.Sum(taps[k]);
             const auto& last = sums[mirrored ? 0 : size - 1];
             if (y >= size - 1) {
                 const WordPair all = waiting[size - 2];
-                StoreBytes(dst[y - size + 1] + i,
-                           VEL_BYTES_OP(packus_epi16)(division.template Of<range>(all.low, last.low),
-                                                      division.template Of<range>(all.high, last.high)));
+                const Bytes result = VEL_BYTES_OP(packus_epi16)(division.template Of<range>(all.low, last.low),
+                                                                division.template Of<range>(all.high, last.high));
+                StoreBytes(dst[y - size + 1] + i, alpha ? WithAlphaOf(result, LoadBytes(rows[y] + i + reach)) : result);
             }
             for (int k = size - 2; k > 0; --k) {
                 waiting[k] = Plus(waiting[k - 1], sums[mirrored && 2 * k >= size ? size - 1 - k : k]);
@@ -130,11 +136,16 @@ static void ConvolveWindows(uint8_t* const* dst, const uint8_t* const* rows, int
                             const NextRows& next, size_t count) {
     const WordWindows<size, mirrored, folded, range> windows(plan);
     const NextRows fetched = next;
-    for (size_t i = 0;;) {
-        FetchNext(fetched, i, kVectorBytes);
-        windows.Column(dst, rows, n, i);
-        if (i + kVectorBytes == count) return;
-        i = i + 2 * kVectorBytes <= count ? i + kVectorBytes : count - kVectorBytes;
+    if (plan.step == 4) {
+        ForVectors(dst[0], count, 4, [=](size_t i) {
+            FetchNext(fetched, i, kVectorBytes);
+            windows.template Column<true>(dst, rows, n, i);
+        });
+    } else {
+        ForVectors(dst[0], count, 1, [=](size_t i) {
+            FetchNext(fetched, i, kVectorBytes);
+            windows.template Column<false>(dst, rows, n, i);
+        });
     }
 }
 
@@ -177,8 +188,7 @@ static void ConvolveWords(uint8_t* const* dst, const uint8_t* const* rows, int n
 // Against sums by quads.
 static int WordsWorthwhile(const WordPlan& plan) {
 #if VEL_AVX512
-    (void)plan;
-    return 0;
+    return plan.size == 3;
 #elif VEL_AVX2
     return plan.size == 3 || plan.mirrored;
 #else

@@ -332,60 +332,89 @@ static inline uint8_t WithAlpha(uint8_t colour, uint8_t centre, size_t i) { retu
 static inline Bytes WithAlpha(Bytes colours, Bytes centre, size_t) { return WithAlphaOf(colours, centre); }
 #endif
 
-// Extremes of 3 x 3 samples down all rows: those across three samples, of two rows and of three. The window's last
-// sample gives the alpha.
-template <bool low, bool high, bool alpha, class T>
-static inline void ExtremesAt3x3(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step, size_t i) {
-    T least{}, greatest{}, leastOfTwo{}, greatestOfTwo{};
-    for (int y = 0; y < n + 2; ++y) {
-        const uint8_t* p = rows[y] + i;
-        T before, middle, after;
-        Load(before, p - step);
-        Load(middle, p);
-        Load(after, p + step);
-        const T lower = Lesser(Lesser(before, after), middle), higher = Greater(Greater(before, after), middle);
-        if (y >= 2) {
-            const T all = Lesser(leastOfTwo, lower), most = Greater(greatestOfTwo, higher);
-            const T result = !high ? all : !low ? most : Difference(most, all);
-            Store(dst[y - 2] + i, alpha ? WithAlpha(result, after, i) : result);
+// The extreme of the last `size` values put, from the extremes of pairs of them.
+template <int size, class T, T (*pick)(T, T)>
+struct SlidingExtreme {
+    T last{}, pairs[size - 2]{};  // pairs[0] is of the last two, pairs[1] of those one back
+    T With(T value) const {
+        for (int k = 0; k < size - 2; k += 2) value = pick(value, pairs[k]);
+        return value;
+    }
+    void Put(T value) {
+        for (int k = size - 3; k > 0; --k) pairs[k] = pairs[k - 1];
+        pairs[0] = pick(last, value);
+        last = value;
+    }
+};
+
+// Extremes of squares down all rows. The square's last sample gives the alpha.
+template <int size, bool low, bool high, bool alpha, class T>
+static inline void ExtremesOfSquaresAt(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step, size_t i) {
+    SlidingExtreme<size, T, Lesser> lows;
+    SlidingExtreme<size, T, Greater> highs;
+    for (int y = 0; y < n + size - 1; ++y) {
+        const uint8_t* p = rows[y] + i - size / 2 * step;
+        T sample;
+        Load(sample, p);
+        T least = sample, greatest = sample;
+        for (size_t x = 1; x < size; ++x) {
+            Load(sample, p + x * step);
+            least = Lesser(least, sample);
+            greatest = Greater(greatest, sample);
         }
-        leastOfTwo = Lesser(least, lower);
-        greatestOfTwo = Greater(greatest, higher);
-        least = lower;
-        greatest = higher;
+        if (y >= size - 1) {
+            const T all = lows.With(least), most = highs.With(greatest);
+            const T result = !high ? all : !low ? most : Difference(most, all);
+            Store(dst[y - size + 1] + i, alpha ? WithAlpha(result, sample, i) : result);
+        }
+        lows.Put(least);
+        highs.Put(greatest);
     }
 }
 
-template <bool low, bool high>
-static inline void ExtremesOf3x3(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step,
-                                 const NextRows& next, size_t count) {
+template <int size, bool low, bool high>
+static inline void ExtremesOfSquares(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step,
+                                     const NextRows& next, size_t count) {
     const NextRows fetched = next;
     if (step == 4) {
         ForAlignedPlaces(dst[0], count, 4, [=]<class T>(size_t i) {
             FetchNext(fetched, i, sizeof(T));
-            ExtremesAt3x3<low, high, true, T>(dst, rows, n, 4, i);
+            ExtremesOfSquaresAt<size, low, high, true, T>(dst, rows, n, 4, i);
         });
     } else {
         ForAlignedPlaces(dst[0], count, 1, [=]<class T>(size_t i) {
             FetchNext(fetched, i, sizeof(T));
-            ExtremesAt3x3<low, high, false, T>(dst, rows, n, step, i);
+            ExtremesOfSquaresAt<size, low, high, false, T>(dst, rows, n, step, i);
         });
     }
 }
 
-static void LeastOf3x3(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step, const NextRows& next,
-                       size_t count) {
-    ExtremesOf3x3<true, false>(dst, rows, n, step, next, count);
+static void LeastOfSquares(uint8_t* const* dst, const uint8_t* const* rows, int n, int size, size_t step,
+                           const NextRows& next, size_t count) {
+    const auto of = size == 3 ? ExtremesOfSquares<3, true, false> : ExtremesOfSquares<5, true, false>;
+    of(dst, rows, n, step, next, count);
 }
 
-static void GreatestOf3x3(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step, const NextRows& next,
-                          size_t count) {
-    ExtremesOf3x3<false, true>(dst, rows, n, step, next, count);
+static void GreatestOfSquares(uint8_t* const* dst, const uint8_t* const* rows, int n, int size, size_t step,
+                              const NextRows& next, size_t count) {
+    const auto of = size == 3 ? ExtremesOfSquares<3, false, true> : ExtremesOfSquares<5, false, true>;
+    of(dst, rows, n, step, next, count);
 }
 
-static void SpreadOf3x3(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step, const NextRows& next,
-                        size_t count) {
-    ExtremesOf3x3<true, true>(dst, rows, n, step, next, count);
+static void SpreadOfSquares(uint8_t* const* dst, const uint8_t* const* rows, int n, int size, size_t step,
+                            const NextRows& next, size_t count) {
+    const auto of = size == 3 ? ExtremesOfSquares<3, true, true> : ExtremesOfSquares<5, true, true>;
+    of(dst, rows, n, step, next, count);
+}
+
+// Against rows of column extremes, of which long vectors bring runs together in registers; that brings no alphas.
+static int SquaresWorthwhile(int size, size_t step) {
+#if VEL_AVX2 && !VEL_AVX512
+    (void)step;
+    return size <= 5;
+#else
+    return size == 3 || (size == 5 && step == 4);
+#endif
 }
 
 template <int step>
