@@ -6,45 +6,42 @@ static inline uint8_t SumOfRows(const uint8_t* const* rows, const float* weights
     return static_cast<uint8_t>(ByteOfSum(sum));
 }
 
-// How far sums can be from the ones that count, in two parts: one for all, one for a sum's partial sums. A twentieth
-// covers that the bound itself is computed from rounded values.
-struct RowTolerance {
-    float fixed, rounding;
-    // `partial` is the sum of the partial sums' magnitudes.
-    float Value(float partial) const { return 1.05f * (rounding * partial + fixed); }
+// The sum of the weights' magnitudes, and what the magnitudes of the partial sums add up to at most, of values up to 1.
+struct SumsOfMagnitudes {
+    float weights = 0, partials = 0;
+    SumsOfMagnitudes(const float* weight, int taps) {
+        for (int j = 0; j < taps; ++j) partials += weights += Magnitude(weight[j]);
+    }
 };
 
-static inline float SumOfMagnitudes(const float* weights, int taps) {
-    float sum = 0;
-    for (int j = 0; j < taps; ++j) sum += Magnitude(weights[j]);
-    return sum;
-}
+// How far sums can be from the ones that count, whatever the samples are: their own partial sums would bound it more
+// closely, but cost as much as the sums. A twentieth covers that the bound itself is computed from rounded values.
+static inline float Tolerance(float bound) { return 1.05f * bound; }
 
 // Against sums with further terms: a row's change its sum by at most 255 * neglected * |the row's weight|, and its
 // rounding by no more, as rounding to nearest never moves a sum further than the added term. The products round twice
 // in both, and so do the sums, by 2^-24 of each partial sum.
-static inline RowTolerance ToleranceOfFew(const float* weights, int taps, float neglected) {
-    return {255.0f * SumOfMagnitudes(weights, taps) * (2 * neglected + 4 / 16777216.0f), 2 / 16777216.0f};
+static inline float ToleranceOfFew(const float* weights, int taps, float neglected) {
+    const SumsOfMagnitudes of(weights, taps);
+    return Tolerance(255.0f * (of.weights * (2 * neglected + 4 / 16777216.0f) + of.partials * (2 / 16777216.0f)));
 }
 
 // Sums of T column sums against sums of T x T products, all parts of 2^-24. With W = 255 * reach * (sum of |weights|),
 // which bounds the sum of all terms: products round by 2 W at most there, by W + W here; partial sums there, T a row,
 // by T times those after the rows and T W between them; here the columns' by T W and the rows' by theirs. In all no
 // more than (2 T + 4) W and T + 1 times the partial sums.
-static inline RowTolerance ToleranceOfColumns(const float* weights, int taps, float reach) {
+static inline float ToleranceOfColumns(const float* weights, int taps, float reach) {
     const auto terms = static_cast<float>(taps);
-    return {255.0f * reach * SumOfMagnitudes(weights, taps) * (2 * terms + 4) / 16777216.0f, (terms + 1) / 16777216.0f};
+    const SumsOfMagnitudes of(weights, taps);
+    return Tolerance(255.0f * reach * (of.weights * (2 * terms + 4) + of.partials * (terms + 1)) / 16777216.0f);
 }
 
 template <class Sample>
 static inline uint8_t GuardedSum(uint8_t* doubt, const Sample* const* rows, const float* weights, int taps, size_t at,
-                                 const RowTolerance& tolerance) {
-    float sum = 0, partial = 0;
-    for (int j = 0; j < taps; ++j) {
-        sum += weights[j] * static_cast<float>(rows[j][at]);
-        partial += Magnitude(sum);
-    }
-    *doubt = NearStep(sum, tolerance.Value(partial)) ? 1 : 0;
+                                 float tolerance) {
+    float sum = 0;
+    for (int j = 0; j < taps; ++j) sum += weights[j] * static_cast<float>(rows[j][at]);
+    *doubt = NearStep(sum, tolerance) ? 1 : 0;
     return static_cast<uint8_t>(ByteOfSum(sum));
 }
 
@@ -84,24 +81,20 @@ static inline size_t SumVectors(uint8_t* dst, const uint8_t* const* rows, const 
 
 template <class Sample>
 static inline size_t GuardedVectors(uint8_t* dst, uint8_t* doubts, const Sample* const* rows, const float* weights,
-                                    int taps, const RowTolerance& tolerance, size_t count) {
+                                    int taps, float tolerance, size_t count) {
     size_t at = 0;
     for (; at + sizeof(Bytes) <= count; at += sizeof(Bytes)) {
-        Floats sums[4], partials[4];
-        for (int i = 0; i < 4; ++i) sums[i] = partials[i] = SplatFloat(0);
+        Floats sums[4];
+        for (Floats& sum : sums) sum = SplatFloat(0);
         for (int j = 0; j < taps; ++j) {
             const Floats weight = SplatFloat(weights[j]);
             const FourFloats values = LoadSamples(rows[j] + at);
-            for (int i = 0; i < 4; ++i) {
-                sums[i] = Add(sums[i], Multiply(weight, values.part[i]));
-                partials[i] = Add(partials[i], Magnitudes(sums[i]));
-            }
+            for (int i = 0; i < 4; ++i) sums[i] = Add(sums[i], Multiply(weight, values.part[i]));
         }
         Bytes whole[4], near[4];
         for (int i = 0; i < 4; ++i) {
-            const Floats rounding = Multiply(SplatFloat(tolerance.rounding), partials[i]);
             whole[i] = BytesOfSums(sums[i]);
-            near[i] = NearSteps(sums[i], Multiply(SplatFloat(1.05f), Add(rounding, SplatFloat(tolerance.fixed))));
+            near[i] = NearSteps(sums[i], SplatFloat(tolerance));
         }
         StoreResults(dst + at, whole, rows[0]);
         StoreResults(doubts + at, near, rows[0]);
@@ -129,8 +122,7 @@ static inline size_t SumColumnVectors(float* sums, const uint8_t* row, const int
 #else
 static inline size_t SumVectors(uint8_t*, const uint8_t* const*, const float*, int, size_t) { return 0; }
 template <class Sample>
-static inline size_t GuardedVectors(uint8_t*, uint8_t*, const Sample* const*, const float*, int, const RowTolerance&,
-                                    size_t) {
+static inline size_t GuardedVectors(uint8_t*, uint8_t*, const Sample* const*, const float*, int, float, size_t) {
     return 0;
 }
 static inline size_t SumColumnVectors(float*, const uint8_t*, const int64_t*, const float*, size_t, int, size_t) {
@@ -145,7 +137,7 @@ static void SumRows(uint8_t* dst, const uint8_t* const* rows, const float* weigh
 
 template <class Sample>
 static inline int GuardSamples(uint8_t* dst, uint8_t* doubts, const Sample* const* rows, const float* weights, int taps,
-                               const RowTolerance& tolerance, size_t count) {
+                               float tolerance, size_t count) {
     size_t at = GuardedVectors(dst, doubts, rows, weights, taps, tolerance, count);
     for (; at < count; ++at) dst[at] = GuardedSum(doubts + at, rows, weights, taps, at, tolerance);
     uint8_t any = 0;
