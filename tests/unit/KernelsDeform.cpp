@@ -1,4 +1,66 @@
+#include <cmath>
+#include <cstdlib>
+
+#include "Kernels/Kernels.h"
 #include "unit/KernelCheck.h"
+
+namespace {
+
+struct Point {
+    int64_t column, row;
+};
+
+// The stated formula, in double precision but for the distance and its part of half the radius.
+Point CirclePoint(const vel::CircleRow& at, int32_t x) {
+    const int64_t dx = at.centreX - x, dy = at.dy;
+    const float d = std::sqrt(static_cast<float>(dx * dx + dy * dy));
+    if (!(d < static_cast<float>(at.radius))) return {-1, -1};
+    const double distance = d;
+    double angle = std::atan2(static_cast<double>(dy), static_cast<double>(dx)), radius = distance;
+    if (at.mode == 3) {
+        return {static_cast<int64_t>(std::fabs(angle * at.width / 6.2831852)),
+                static_cast<int64_t>(std::fabs(distance * at.height / at.radius))};
+    }
+    if (at.mode == 0) radius = distance * distance / at.radius;
+    if (at.mode == 1) radius = std::sqrt(distance * at.radius);
+    if (at.mode == 2 && d != 0) angle += static_cast<double>(d / static_cast<float>(at.radius / 2));
+    return {at.centreX - static_cast<int64_t>(radius * std::cos(angle)),
+            at.centreY - static_cast<int64_t>(radius * std::sin(angle))};
+}
+
+}  // namespace
+
+// On both sides of the radius up to which single precision comes first.
+TEST(KernelsDeformPoints, AgreeWithTheFormulaOrSayThatTheyAreUnsure) {
+    test::Random random(20261121);
+    size_t points = 0, unsure = 0;
+    std::vector<int32_t> columns(6001), rows(columns.size());
+    for (int i = 0; i < 600; ++i) {
+        vel::CircleRow at{};
+        at.mode = i % 4;
+        const int most = random.Pick({9, 300, 4096, 6000});
+        at.width = random.Int(1, most);
+        at.height = random.Int(1, most);
+        at.centreX = at.width / 2;
+        at.centreY = at.height / 2;
+        at.radius = static_cast<int32_t>(std::hypot(at.centreX, at.centreY));
+        at.dy = at.centreY - random.Int(0, at.height - 1);
+        const auto count = static_cast<size_t>(at.width);
+        vel::Kernels().Deform().CirclePoints(columns.data(), rows.data(), &at, 0, count);
+        for (size_t x = 0; x < count; ++x) {
+            ++points;
+            if (columns[x] == vel::kUnsureColumn) {
+                ++unsure;
+                continue;
+            }
+            const Point point = CirclePoint(at, static_cast<int32_t>(x));
+            ASSERT_EQ(point.column, columns[x]) << at.mode << ' ' << at.width << 'x' << at.height << ' ' << x;
+            ASSERT_EQ(point.row, rows[x]) << at.mode << ' ' << at.width << 'x' << at.height << ' ' << x;
+        }
+    }
+    EXPECT_GT(points, 300000u);
+    EXPECT_LT(unsure, points / 100);
+}
 
 VEL_CHECK(Deform, CirclePoints) {
     int32_t* columns = run.Out<int32_t>(run.count);

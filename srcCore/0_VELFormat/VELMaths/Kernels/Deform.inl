@@ -1,26 +1,57 @@
-// Circular deformations; see Deform.h. Plain loops over double lanes, which the compiler turns into vectors.
+// Circular deformations; see Deform.h. Plain loops over lanes, which the compiler turns into vectors: of single
+// precision where the squares of distances are exact in it, and of double precision for what that leaves unsure.
 
-static constexpr double kUnsure = 1e-5;
-// Adding it to a double below 2^51 and taking it away again rounds to a whole number.
-static constexpr double kRounding = 6755399441055744.0;
+// Distances of up to this have squares, of legs no longer than they are, below 2^24.
+static constexpr int32_t kMostSingleRadius = 2896;
+static constexpr int32_t kMostSingleSize = 1 << 15;
+
+template <class Real>
+static constexpr bool kSingle = sizeof(Real) == sizeof(float);
+
+// Adding it to a number below a quarter of it and taking it away again rounds to a whole number.
+template <class Real>
+static constexpr Real kRounding = kSingle<Real> ? Real{12582912} : Real{6755399441055744};
+
+static inline float SquareRoot(float v) { return __builtin_sqrtf(v); }
+static inline double SquareRoot(double v) { return __builtin_sqrt(v); }
 
 // True where truncating the value cannot be wrong: not near a whole number other than 0. False for what is no number.
-static inline bool Sure(double value) {
-    const double whole = (value + kRounding) - kRounding;
-    const double off = value - whole;
-    return ((off < 0 ? -off : off) > kUnsure) | (whole == 0);
+template <class Real>
+static inline bool Sure(Real value, Real margin) {
+    const Real whole = (value + kRounding<Real>)-kRounding<Real>;
+    const Real off = value - whole;
+    return ((off < 0 ? -off : off) > margin) | (whole == 0);
 }
 
-// Sine and cosine of 0 to 4: series at an eighth of the angle, doubled three times. Error below 1e-13.
-static inline void SineCosine(double angle, double* sine, double* cosine) {
-    const double x = angle * 0.125, z = x * x;
-    double s =
-        x * (1 + z * (-1.0 / 6 + z * (1.0 / 120 + z * (-1.0 / 5040 + z * (1.0 / 362880 + z * (-1.0 / 39916800))))));
-    double c =
-        1 + z * (-1.0 / 2 +
-                 z * (1.0 / 24 + z * (-1.0 / 720 + z * (1.0 / 40320 + z * (-1.0 / 3628800 + z * (1.0 / 479001600))))));
-    for (int i = 0; i < 3; ++i) {
-        const double doubled = 2 * s * c;
+// How far values can be from those of the formula, with room to spare. In single precision, in parts of 2^-24: a unit
+// vector is within 3, sine and cosine within 12 and the turned vector within 22; a radius, if not exact, within 3 of
+// itself, which leaves 7 radii or, turned, 23. An angle is within 10, and 1 / (2 pi) of it within 3 of what it is
+// multiplied by.
+template <int kMode, class Real>
+static inline Real PulledMargin(const CircleRow& row) {
+    return kSingle<Real> ? Real(row.radius) * Real((kMode == 2 ? 24 : 10) / 16777216.0) : Real(1e-5);
+}
+template <class Real>
+static inline Real UnwrappedMargin(const CircleRow& row) {
+    const int32_t most = row.width > row.height ? row.width : row.height;
+    return kSingle<Real> ? Real(most) * Real(4 / 16777216.0) : Real(1e-5);
+}
+
+// Sine and cosine of 0 to 3: series at an eighth of the angle, doubled three times, with an error below 1e-13; or at
+// half of it, doubled once.
+template <class Real>
+static inline void SineCosine(Real angle, Real* sine, Real* cosine) {
+    constexpr int kDoublings = kSingle<Real> ? 1 : 3;
+    const Real x = angle * Real(1.0 / (1 << kDoublings)), z = x * x;
+    Real s = x * (1 + z * (Real(-1.0 / 6) +
+                           z * (Real(1.0 / 120) +
+                                z * (Real(-1.0 / 5040) + z * (Real(1.0 / 362880) + z * Real(-1.0 / 39916800))))));
+    Real c = 1 + z * (Real(-1.0 / 2) +
+                      z * (Real(1.0 / 24) +
+                           z * (Real(-1.0 / 720) +
+                                z * (Real(1.0 / 40320) + z * (Real(-1.0 / 3628800) + z * Real(1.0 / 479001600))))));
+    for (int i = 0; i < kDoublings; ++i) {
+        const Real doubled = 2 * s * c;
         c = c * c - s * s;
         s = doubled;
     }
@@ -31,54 +62,59 @@ static inline void SineCosine(double angle, double* sine, double* cosine) {
 // |atan2(y, x)|, 0 to pi. Above an eighth of the circle's quarter atan(s / l) = pi / 4 + atan((s - l) / (s + l)), which
 // leaves tangents of up to tan(pi / 8); for them a polynomial through the arc tangent at nine Chebyshev nodes. Error
 // below 1e-14, rounding apart.
-static inline double AbsoluteAngle(double y, double x) {
+template <class Real>
+static inline Real AbsoluteAngle(Real y, Real x) {
     constexpr double kPi = 3.14159265358979323846;
-    const double ax = x < 0 ? -x : x, ay = y < 0 ? -y : y;
-    const double large = ax > ay ? ax : ay, small = ax > ay ? ay : ax;
-    const bool steep = small > 0.41421356237309503 * large;
-    const double t = (steep ? small - large : small) / (steep ? small + large : large), z = t * t;
-    double series = 0.030662440370424447;
-    series = series * z - 0.05874505621307831;
-    series = series * z + 0.07563703551915192;
-    series = series * z - 0.09078392072943424;
-    series = series * z + 0.11110385046148014;
-    series = series * z - 0.14285690423839287;
-    series = series * z + 0.19999999604891977;
-    series = series * z - 0.33333333330803444;
-    series = series * z + 0.9999999999999732;
-    double angle = t * series + (steep ? kPi / 4 : 0.0);
-    angle = ax > ay ? angle : kPi / 2 - angle;
-    return x < 0 ? kPi - angle : angle;
+    constexpr double kSeries[] = {0.030662440370424447, -0.05874505621307831, 0.07563703551915192,
+                                  -0.09078392072943424, 0.11110385046148014,  -0.14285690423839287,
+                                  0.19999999604891977,  -0.33333333330803444, 0.9999999999999732};
+    const Real ax = x < 0 ? -x : x, ay = y < 0 ? -y : y;
+    const Real large = ax > ay ? ax : ay, small = ax > ay ? ay : ax;
+    const bool steep = small > Real(0.41421356237309503) * large;
+    const Real t = (steep ? small - large : small) / (steep ? small + large : large), z = t * t;
+    Real series = 0;
+    for (const double term : kSeries) series = series * z + Real(term);
+    Real angle = t * series + (steep ? Real(kPi / 4) : Real(0));
+    angle = ax > ay ? angle : Real(kPi / 2) - angle;
+    return x < 0 ? Real(kPi) - angle : angle;
+}
+
+// The inverse of the square root of `square`, of which `distance` is the rounded square root: in double precision by
+// one Newton step, which squares that one's error of 1e-7.
+static inline float InverseRoot(float, float distance) { return 1 / distance; }
+static inline double InverseRoot(double square, float distance) {
+    const double near = 1 / distance;
+    return near * (1.5 - 0.5 * square * near * near);
 }
 
 // Source points of modes 0 to 2: a radius times the direction, turned in mode 2.
-template <int kMode>
+template <int kMode, class Real>
 static int PulledPoints(int32_t* columns, int32_t* rows, const CircleRow* row, int32_t first, size_t count) {
-    const double dy = row->dy, radius = row->radius, inverseRadius = 1 / radius;
+    const Real dy = static_cast<Real>(row->dy), radius = static_cast<Real>(row->radius), inverseRadius = 1 / radius;
+    const Real margin = PulledMargin<kMode, Real>(*row);
     const float limit = static_cast<float>(row->radius), half = static_cast<float>(row->radius / 2);
     int unsure = 0;
     for (size_t i = 0; i < count; ++i) {
-        const double dx = row->centreX - first - static_cast<int32_t>(i);
-        const double square = dx * dx + dy * dy;
+        const Real dx = static_cast<Real>(row->centreX - first - static_cast<int32_t>(i));
+        const Real square = dx * dx + dy * dy;
         const float distance = __builtin_sqrtf(static_cast<float>(square));
-        // 1 / sqrt(square): the single-precision distance and one Newton step, which squares its error of 1e-7.
-        const double d = distance, near = 1 / distance, scale = near * (1.5 - 0.5 * square * near * near);
-        double ux = dx * scale, uy = dy * scale;
-        double pulled = d;
+        const Real d = distance, scale = InverseRoot(square, distance);
+        Real ux = dx * scale, uy = dy * scale;
+        Real pulled = d;
         if (kMode == 0) pulled = d * d * inverseRadius;
-        if (kMode == 1) pulled = __builtin_sqrt(d * radius);
+        if (kMode == 1) pulled = SquareRoot(d * radius);
         if (kMode == 2) {
-            double sine, cosine;
-            SineCosine(static_cast<double>(distance / half), &sine, &cosine);
-            const double turned = ux * cosine - uy * sine;
+            Real sine, cosine;
+            SineCosine<Real>(distance / half, &sine, &cosine);
+            const Real turned = ux * cosine - uy * sine;
             uy = ux * sine + uy * cosine;
             ux = turned;
         }
-        const double x = pulled * ux, y = pulled * uy;
-        const bool inside = distance < limit, sure = int{Sure(x)} & int{Sure(y)};
+        const Real x = pulled * ux, y = pulled * uy;
+        const bool inside = distance < limit, sure = int{Sure(x, margin)} & int{Sure(y, margin)};
         // What is no number is unsure and must not be converted.
-        const int32_t column = row->centreX - static_cast<int32_t>(sure ? x : 0.0);
-        const int32_t line = row->centreY - static_cast<int32_t>(sure ? y : 0.0);
+        const int32_t column = row->centreX - static_cast<int32_t>(sure ? x : Real{0});
+        const int32_t line = row->centreY - static_cast<int32_t>(sure ? y : Real{0});
         columns[i] = inside ? (sure ? column : kUnsureColumn) : -1;
         rows[i] = inside ? line : -1;
         unsure |= int{inside} & int{!sure};
@@ -86,22 +122,45 @@ static int PulledPoints(int32_t* columns, int32_t* rows, const CircleRow* row, i
     return unsure;
 }
 
+template <class Real>
 static int UnwrappedPoints(int32_t* columns, int32_t* rows, const CircleRow* row, int32_t first, size_t count) {
     // 2 pi cut to eight digits.
-    const double dy = row->dy, columnsPerRadian = row->width / 6.2831852;
-    const double rowsPerPixel = static_cast<double>(row->height) / row->radius;
+    const Real columnsPerRadian = static_cast<Real>(row->width / 6.2831852), dy = static_cast<Real>(row->dy);
+    const Real rowsPerPixel = static_cast<Real>(static_cast<double>(row->height) / row->radius);
+    const Real margin = UnwrappedMargin<Real>(*row);
     const float limit = static_cast<float>(row->radius);
     int unsure = 0;
     for (size_t i = 0; i < count; ++i) {
-        const double dx = row->centreX - first - static_cast<int32_t>(i);
+        const Real dx = static_cast<Real>(row->centreX - first - static_cast<int32_t>(i));
         const float distance = __builtin_sqrtf(static_cast<float>(dx * dx + dy * dy));
-        const double x = AbsoluteAngle(dy, dx) * columnsPerRadian;
-        const double y = static_cast<double>(distance) * rowsPerPixel;
-        const bool inside = distance < limit, sure = int{Sure(x)} & int{Sure(y)};
-        const int32_t column = static_cast<int32_t>(sure ? x : 0.0);
+        const Real x = AbsoluteAngle(dy, dx) * columnsPerRadian;
+        const Real y = static_cast<Real>(distance) * rowsPerPixel;
+        const bool inside = distance < limit, sure = int{Sure(x, margin)} & int{Sure(y, margin)};
+        const int32_t column = static_cast<int32_t>(sure ? x : Real{0});
         columns[i] = inside ? (sure ? column : kUnsureColumn) : -1;
-        rows[i] = inside ? static_cast<int32_t>(sure ? y : 0.0) : -1;
+        rows[i] = inside ? static_cast<int32_t>(sure ? y : Real{0}) : -1;
         unsure |= int{inside} & int{!sure};
+    }
+    return unsure;
+}
+
+typedef int FindPoints(int32_t* columns, int32_t* rows, const CircleRow* row, int32_t first, size_t count);
+
+// In single precision first, where there can be; what that leaves unsure in double precision.
+template <FindPoints single, FindPoints twice>
+static int PointsByBoth(int32_t* columns, int32_t* rows, const CircleRow* row, int32_t first, size_t count) {
+    if (row->radius > kMostSingleRadius || row->width > kMostSingleSize || row->height > kMostSingleSize) {
+        return twice(columns, rows, row, first, count);
+    }
+    constexpr size_t kBlock = 64;
+    int unsure = 0;
+    for (size_t i = 0; i < count; i += kBlock) {
+        const size_t size = count - i < kBlock ? count - i : kBlock;
+        if (!single(columns + i, rows + i, row, first + static_cast<int32_t>(i), size)) continue;
+        for (size_t k = i; k < i + size; ++k) {
+            if (columns[k] != kUnsureColumn) continue;
+            unsure |= twice(columns + k, rows + k, row, first + static_cast<int32_t>(k), 1);
+        }
     }
     return unsure;
 }
@@ -121,11 +180,12 @@ static int SawToothPoints(int32_t* columns, int32_t* rows, const CircleRow* row,
 }
 
 static int CirclePoints(int32_t* columns, int32_t* rows, const CircleRow* row, int32_t first, size_t count) {
+    const auto by = [=](FindPoints* find) { return find(columns, rows, row, first, count); };
     switch (row->mode) {
-        case 0: return PulledPoints<0>(columns, rows, row, first, count);
-        case 1: return PulledPoints<1>(columns, rows, row, first, count);
-        case 2: return PulledPoints<2>(columns, rows, row, first, count);
-        case 3: return UnwrappedPoints(columns, rows, row, first, count);
+        case 0: return by(PointsByBoth<PulledPoints<0, float>, PulledPoints<0, double>>);
+        case 1: return by(PointsByBoth<PulledPoints<1, float>, PulledPoints<1, double>>);
+        case 2: return by(PointsByBoth<PulledPoints<2, float>, PulledPoints<2, double>>);
+        case 3: return by(PointsByBoth<UnwrappedPoints<float>, UnwrappedPoints<double>>);
         default: return SawToothPoints(columns, rows, row, first, count);
     }
 }
