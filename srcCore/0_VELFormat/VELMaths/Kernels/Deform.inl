@@ -111,8 +111,8 @@ static int PulledPoints(int32_t* columns, int32_t* rows, const CircleRow* row, i
             ux = turned;
         }
         const Real x = pulled * ux, y = pulled * uy;
-        const bool inside = distance < limit, sure = int{Sure(x, margin)} & int{Sure(y, margin)};
-        // What is no number is unsure and must not be converted.
+        const bool inside = distance < limit, sure = int{inside} & int{Sure(x, margin)} & int{Sure(y, margin)};
+        // What is no number, and what lies outside and may be any, must not be converted.
         const int32_t column = row->centreX - static_cast<int32_t>(sure ? x : Real{0});
         const int32_t line = row->centreY - static_cast<int32_t>(sure ? y : Real{0});
         columns[i] = inside ? (sure ? column : kUnsureColumn) : -1;
@@ -135,7 +135,7 @@ static int UnwrappedPoints(int32_t* columns, int32_t* rows, const CircleRow* row
         const float distance = __builtin_sqrtf(static_cast<float>(dx * dx + dy * dy));
         const Real x = AbsoluteAngle(dy, dx) * columnsPerRadian;
         const Real y = static_cast<Real>(distance) * rowsPerPixel;
-        const bool inside = distance < limit, sure = int{Sure(x, margin)} & int{Sure(y, margin)};
+        const bool inside = distance < limit, sure = int{inside} & int{Sure(x, margin)} & int{Sure(y, margin)};
         const int32_t column = static_cast<int32_t>(sure ? x : Real{0});
         columns[i] = inside ? (sure ? column : kUnsureColumn) : -1;
         rows[i] = inside ? static_cast<int32_t>(sure ? y : Real{0}) : -1;
