@@ -31,4 +31,19 @@ void CheckWalk(Kernel kernel, test::KernelRun& run, int pixelBytes) {
 VEL_CHECK(Warp, NearestWalk) { CheckWalk(kernel, run, run.random.Pick({0, 1, 2, 3, 4, 6})); }
 VEL_CHECK(Warp, BlendedWalk) { CheckWalk(kernel, run, run.random.Pick({0, 2, 3, 4, 6})); }
 
+VEL_CHECK(Warp, PlacesOfPoints) {
+    const vel::PixelGrid grid = {run.random.Int(1, 3000), run.random.Int(1, 3000), run.random.Pick({1, 3, 4}),
+                                 run.random.Pick({-9000, 9001, INT32_MAX})};
+    int64_t* places = run.Out<int64_t>(run.count);
+    double *x = run.In<double>(run.count), *y = run.In<double>(run.count);
+    for (size_t k = 0; k < run.count; ++k) {
+        // What is left of the random bits may be any number, or none.
+        if (run.random.Chance(90)) x[k] = run.random.Real(-9, grid.width + 9);
+        if (run.random.Chance(90)) y[k] = run.random.Real(-9, grid.height + 9);
+        if (run.random.Chance(10)) x[k] = grid.width;
+    }
+    run.Filled();
+    run.Returned(kernel(places, x, y, &grid, run.count));
+}
+
 VEL_CHECK_FAMILY(Warp, VEL_WARP_KERNELS)

@@ -1,6 +1,7 @@
 // Warps through a coordinate mapping of the host, and the filling of the holes that a forward mapping leaves.
 #include <cstring>
 
+#include "Kernels/Kernels.h"
 #include "PixelBlock.h"
 #include "Truncate.h"
 #include "VELImageTransform.h"
@@ -36,9 +37,11 @@ constexpr int64_t kPiece = 128;
 template <int kPixelBytes>
 void Pull(ITransform* mapping, const ImageView& from, const ImageView& to, uint32_t width, uint32_t height, int x0,
           int y0) {
-    const double right = from.width, bottom = from.height;
-    double xs[kPiece], ys[kPiece];
-    const uint8_t* pixels[kPiece];
+    const auto& kernels = Kernels().Warp();
+    const PixelGrid grid = {static_cast<int32_t>(from.width), static_cast<int32_t>(from.height), kPixelBytes,
+                            static_cast<int32_t>(from.stride)};
+    alignas(64) double xs[kPiece], ys[kPiece];
+    alignas(64) int64_t places[kPiece];
     for (uint32_t j = 0; j < height; ++j) {
         const double row = static_cast<double>(j) + y0;
         for (int64_t first = 0; first < width; first += kPiece) {
@@ -49,15 +52,16 @@ void Pull(ITransform* mapping, const ImageView& from, const ImageView& to, uint3
                 ys[i] = row;
                 mapping->TransformPoint(&xs[i], &ys[i], &z);
             }
+            const auto size = static_cast<size_t>(count);
+            const bool all = kernels.PlacesOfPoints(places, xs, ys, &grid, size) == size;
+            // An address made of kNoPlace is none, and asking for it does nothing.
+            const auto bits = reinterpret_cast<uintptr_t>(from.bits);
             for (int64_t i = 0; i < count; ++i) {
-                const bool inside = xs[i] >= 0 && ys[i] >= 0 && xs[i] < right && ys[i] < bottom;
-                pixels[i] = inside ? from.Row(static_cast<int64_t>(ys[i])) + static_cast<int64_t>(xs[i]) * kPixelBytes
-                                   : nullptr;
-                __builtin_prefetch(pixels[i]);
+                __builtin_prefetch(reinterpret_cast<const void*>(bits + static_cast<uintptr_t>(places[i])));
             }
             uint8_t* out = to.Row(j) + first * kPixelBytes;
             for (int64_t i = 0; i < count; ++i, out += kPixelBytes) {
-                if (pixels[i]) std::memcpy(out, pixels[i], kPixelBytes);
+                if (all || places[i] != kNoPlace) std::memcpy(out, from.bits + places[i], kPixelBytes);
             }
         }
     }

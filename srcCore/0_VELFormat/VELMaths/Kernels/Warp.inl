@@ -213,3 +213,18 @@ static void BlendedWalk(uint8_t* dst, const SampledPixels* pixels, const FixedWa
     const size_t done = BlendedVectors(dst, *pixels, *walk, count);
     BlendedPlain(dst + done * static_cast<size_t>(pixels->pixelBytes), *pixels, Advanced(*walk, done), count - done);
 }
+
+// A plain loop over double lanes, which the compiler turns into vectors.
+static size_t PlacesOfPoints(int64_t* places, const double* x, const double* y, const PixelGrid* grid, size_t count) {
+    const double right = grid->width, bottom = grid->height;
+    const int64_t stride = grid->stride, bytes = grid->bytes;
+    size_t found = 0;
+    for (size_t k = 0; k < count; ++k) {
+        const int inside = int{x[k] >= 0} & int{y[k] >= 0} & int{x[k] < right} & int{y[k] < bottom};
+        const auto column = static_cast<int32_t>(inside ? x[k] : 0.0), row = static_cast<int32_t>(inside ? y[k] : 0.0);
+        const int64_t place = row * stride + column * bytes;
+        places[k] = inside ? place : kNoPlace;
+        found += static_cast<size_t>(inside);
+    }
+    return found;
+}
