@@ -107,4 +107,26 @@ TEST(BuildProducts, AnObjectOfAKernelLevelDefinesItsTableAndNothingElse) {
     EXPECT_GT(objects, 0);
 }
 
+// A compiler may take a function that only asks for cache lines for one without effect and drop its calls. Nothing but
+// time tells then.
+TEST(BuildProducts, KernelsOfWindowsAskForTheNextRows) {
+#if !defined(__x86_64__)
+    GTEST_SKIP() << "Looks for an instruction of another processor.";
+#endif
+    int objects = 0;
+    for (const std::string& line : LinesOfFile(VEL_TEST_LEVEL_OBJECTS)) {
+        const std::string file = line.substr(line.find(' ') + 1);
+        if (file.find("/Convolution.cpp") == std::string::npos && file.find("/Morphology.cpp") == std::string::npos) {
+            continue;
+        }
+        int requests = 0;
+        for (const std::string& code : OutputOf(VEL_TEST_OBJDUMP " -d --no-show-raw-insn '" + file + "'")) {
+            requests += code.find("prefetcht1") != std::string::npos;
+        }
+        EXPECT_GT(requests, 0) << file;
+        ++objects;
+    }
+    EXPECT_GE(objects, 2);
+}
+
 }  // namespace

@@ -133,12 +133,12 @@ HRESULT CVELColorTransform::Threshold(IVEL* image, int level) {
     // 3 * level in 32-bit arithmetic, so an absurd level wraps.
     const int limit = static_cast<int>(3u * static_cast<uint32_t>(level));
     bool done = false;
-    const SmartPtr<IVELImage> made = Remade(image, [&](const ImageView& made, const ImageView& source) {
-        done = source.Coloured() && !source.Empty() && SameShape(made, source);
+    const SmartPtr<IVELImage> made = Remade(image, [&](const ImageView& target, const ImageView& source) {
+        done = source.Coloured() && !source.Empty() && SameShape(target, source);
         if (done) {
-            ThresholdPixels(made, source, LimitOfSums(limit));
+            ThresholdPixels(target, source, LimitOfSums(limit));
         } else {
-            vel::GreyPixels(made, source);
+            vel::GreyPixels(target, source);
         }
     });
     const bool taken = made.Get() && vel::AssignImage(image, made.Get());

@@ -84,6 +84,23 @@ static inline void MapBytes(uint8_t* dst, const uint8_t* first, const uint8_t* s
     StoreFirst(dst + i, step(LoadFirst(first + i, rest), LoadFirst(second + i, rest)), rest);
 }
 
+// Four vectors of integers as bytes, saturated; keeps to the halves or quarters of a register.
+static inline Bytes Narrowed(Bytes a, Bytes b, Bytes c, Bytes d) {
+    return VEL_BYTES_OP(packus_epi16)(VEL_BYTES_OP(packs_epi32)(a, b), VEL_BYTES_OP(packs_epi32)(c, d));
+}
+
+// The order of bytes narrowed from four vectors of integers that follow each other in memory.
+static inline Bytes InMemoryOrder(Bytes bytes) {
+#if VEL_AVX512
+    const __m512i places = _mm512_set_epi32(15, 11, 7, 3, 14, 10, 6, 2, 13, 9, 5, 1, 12, 8, 4, 0);
+    return _mm512_permutexvar_epi32(places, bytes);
+#elif VEL_AVX2
+    return _mm256_permutevar8x32_epi32(bytes, _mm256_set_epi32(7, 3, 6, 2, 5, 1, 4, 0));
+#else
+    return bytes;
+#endif
+}
+
 // Takes step(i) to vectors of bytes that cover 0 to count - 1, count being at least a vector: an unaligned one, then
 // those that lie aligned in dst, then one that ends at the end; each begins at a multiple of `unit`, a power of 2 that
 // count is a multiple of. They overlap, so no destination may be a source.

@@ -225,8 +225,7 @@ template <class Quotients>
 static inline void StoreQuotients(uint8_t* dst, size_t count, const Bytes* sums, const Quotients& quotients) {
 #if VEL_AVX512
     const Bytes bytes = _mm512_packus_epi16(quotients.Of(sums[0], sums[1]), quotients.Of(sums[2], sums[3]));
-    const Bytes order = _mm512_set_epi32(15, 11, 7, 3, 14, 10, 6, 2, 13, 9, 5, 1, 12, 8, 4, 0);
-    const Bytes ordered = _mm512_permutexvar_epi32(order, bytes);
+    const Bytes ordered = InMemoryOrder(bytes);
     if (count >= kTileBytes) {
         StoreBytes(dst, ordered);
     } else {

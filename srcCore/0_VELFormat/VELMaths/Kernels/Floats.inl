@@ -22,8 +22,8 @@ static inline Bytes TruncatedBelow(Floats v, float high) {
     return VEL_BYTES_OP(cvttps_epi32)(VEL_BYTES_OP(min_ps)(SplatFloat(high), v));
 }
 
-// A vector of bytes as four of floats, and four of integers as bytes, saturated. Both keep to the halves or quarters of
-// a register, and together they keep the order.
+// A vector of bytes as four of floats, which keeps to the halves or quarters of a register, as Narrowed does: together
+// they keep the order.
 struct FourFloats {
     Floats part[4];
 };
@@ -32,20 +32,5 @@ static inline FourFloats FloatsOfBytes(Bytes bytes) {
     const Bytes low = VEL_BYTES_OP(unpacklo_epi8)(bytes, zero), high = VEL_BYTES_OP(unpackhi_epi8)(bytes, zero);
     return {{FloatsOf(VEL_BYTES_OP(unpacklo_epi16)(low, zero)), FloatsOf(VEL_BYTES_OP(unpackhi_epi16)(low, zero)),
              FloatsOf(VEL_BYTES_OP(unpacklo_epi16)(high, zero)), FloatsOf(VEL_BYTES_OP(unpackhi_epi16)(high, zero))}};
-}
-static inline Bytes Narrowed(Bytes a, Bytes b, Bytes c, Bytes d) {
-    return VEL_BYTES_OP(packus_epi16)(VEL_BYTES_OP(packs_epi32)(a, b), VEL_BYTES_OP(packs_epi32)(c, d));
-}
-
-// The order of bytes narrowed from four vectors of integers that follow each other in memory.
-static inline Bytes InMemoryOrder(Bytes bytes) {
-#if VEL_AVX512
-    const __m512i places = _mm512_set_epi32(15, 11, 7, 3, 14, 10, 6, 2, 13, 9, 5, 1, 12, 8, 4, 0);
-    return _mm512_permutexvar_epi32(places, bytes);
-#elif VEL_AVX2
-    return _mm256_permutevar8x32_epi32(bytes, _mm256_set_epi32(7, 3, 6, 2, 5, 1, 4, 0));
-#else
-    return bytes;
-#endif
 }
 #endif

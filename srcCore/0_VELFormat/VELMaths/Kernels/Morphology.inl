@@ -326,10 +326,10 @@ static inline Bytes Marked(Bytes mark, Bytes neighbour, Bytes centre) {
 }
 #endif
 
-// The fourth byte of pixels of four is the centre's own.
-static inline uint8_t WithAlpha(uint8_t colour, uint8_t centre, size_t i) { return i % 4 == 3 ? centre : colour; }
+// Pixels of four bytes: the fourth comes from another one.
+static inline uint8_t WithAlpha(uint8_t colour, uint8_t other, size_t i) { return i % 4 == 3 ? other : colour; }
 #if VEL_VECTOR
-static inline Bytes WithAlpha(Bytes colours, Bytes centre, size_t) { return WithAlphaOf(colours, centre); }
+static inline Bytes WithAlpha(Bytes colours, Bytes others, size_t) { return WithAlphaOf(colours, others); }
 #endif
 
 // The extreme of the last `size` values put, from the extremes of pairs of them.

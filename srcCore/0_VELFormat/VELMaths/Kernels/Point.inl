@@ -100,9 +100,7 @@ static inline Bytes Luma64(Bytes start, Bytes end) {
         const Bytes high = _mm512_slli_epi32(_mm512_dpbusd_epi32(Splat8(0), window, sixteenths), 4);
         luma[k] = _mm512_srli_epi32(_mm512_dpbusd_epi32(high, window, rest), 10);
     }
-    const Bytes words[2] = {_mm512_packs_epi32(luma[0], luma[1]), _mm512_packs_epi32(luma[2], luma[3])};
-    const Bytes order = _mm512_set_epi32(15, 11, 7, 3, 14, 10, 6, 2, 13, 9, 5, 1, 12, 8, 4, 0);
-    return _mm512_permutexvar_epi32(order, _mm512_packus_epi16(words[0], words[1]));
+    return InMemoryOrder(Narrowed(luma[0], luma[1], luma[2], luma[3]));
 }
 #elif VEL_VECTOR
 // A vector's worth of 16-bit lanes from bytes.
