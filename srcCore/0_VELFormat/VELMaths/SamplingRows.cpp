@@ -123,37 +123,61 @@ void Sampler::SampleDirect(const float* x, const float* y, uint32_t* colours, si
         return;
     }
     if (ahead != 0) m_kernels.PrefetchRow(&m_pixels, x, y, ahead, count);
-    alignas(64) float columns[12 * kRun], rows[12 * kRun];
+    if (m_method == Interpolation::Gaussian || m_method == Interpolation::Lanczos6) {
+        return SampleGuarded(x, y, colours, count);
+    }
+    alignas(64) float columns[4 * kRun], rows[4 * kRun];
     alignas(64) int64_t offsets[kRun];
     m_kernels.TapOffsets(offsets, &m_pixels, x, y, m_taps / 2 - 1, count);
-    const TapRun taps{offsets, columns, kRun, rows, kRun};
-    if (m_method != Interpolation::Gaussian && m_method != Interpolation::Lanczos6) {
-        Weigh(x, columns, kRun, count);
-        Weigh(y, rows, kRun, count);
-        return Accumulate(m_pixels, taps, colours, count);
-    }
+    Weigh(x, columns, kRun, count);
+    Weigh(y, rows, kRun, count);
+    Accumulate(m_pixels, {offsets, columns, kRun, rows, kRun}, colours, count);
+}
 
-    // Sums of approximate weights, and again with exact ones where that could make a difference.
+// Sums of approximate weights, and again with exact ones where that could make a difference.
+void Sampler::SampleGuarded(const float* x, const float* y, uint32_t* colours, size_t count) const {
+    alignas(64) float columns[12 * kRun], rows[12 * kRun];
+    alignas(64) int64_t offsets[kRun];
     alignas(64) uint32_t doubts[kRun], rowDoubts[kRun];
-    m_kernels.TapSeries(columns, kRun, x, doubts, count, SeriesOf(m_method));
-    m_kernels.TapSeries(rows, kRun, y, rowDoubts, count, SeriesOf(m_method));
-    for (size_t k = 0; k < count; ++k) doubts[k] |= rowDoubts[k];
-    if (m_taps == 12) {
-        m_kernels.GuardedSums12(colours, doubts, &m_pixels, &taps, count);
-    } else {
-        m_kernels.GuardedSums4(colours, doubts, &m_pixels, &taps, count);
+    size_t places[kLongRun], doubtful = 0;
+    for (size_t first = 0; first < count; first += kRun) {
+        const size_t run = std::min(kRun, count - first);
+        const float *runX = x + first, *runY = y + first;
+        m_kernels.TapOffsets(offsets, &m_pixels, runX, runY, m_taps / 2 - 1, run);
+        m_kernels.TapSeries(columns, kRun, runX, doubts, run, SeriesOf(m_method));
+        m_kernels.TapSeries(rows, kRun, runY, rowDoubts, run, SeriesOf(m_method));
+        for (size_t k = 0; k < run; ++k) doubts[k] |= rowDoubts[k];
+        const TapRun taps{offsets, columns, kRun, rows, kRun};
+        if (m_taps == 12) {
+            m_kernels.GuardedSums12(colours + first, doubts, &m_pixels, &taps, run);
+        } else {
+            m_kernels.GuardedSums4(colours + first, doubts, &m_pixels, &taps, run);
+        }
+        for (size_t k = 0; k < run; ++k) {
+            places[doubtful] = first + k;
+            doubtful += doubts[k] != 0;
+        }
     }
-    size_t places[kRun], doubtful = 0;
-    for (size_t k = 0; k < count; ++k) {
-        if (doubts[k] == 0) continue;
-        WeighTaps(m_method, x[k], columns + doubtful, kRun);
-        WeighTaps(m_method, y[k], rows + doubtful, kRun);
-        offsets[doubtful] = offsets[k];
-        places[doubtful++] = k;
+    for (size_t first = 0; first < doubtful; first += kExactRun) {
+        SampleExactly(x, y, colours, places + first, std::min(kExactRun, doubtful - first));
     }
-    alignas(64) uint32_t exact[kRun];
-    Accumulate(m_pixels, taps, exact, doubtful);
-    for (size_t k = 0; k < doubtful; ++k) colours[places[k]] = exact[k];
+}
+
+// Some positions of a run, with weights from the library.
+void Sampler::SampleExactly(const float* x, const float* y, uint32_t* colours, const size_t* places,
+                            size_t count) const {
+    alignas(64) float columns[12 * kExactRun], rows[12 * kExactRun], exactX[kExactRun], exactY[kExactRun];
+    alignas(64) int64_t offsets[kExactRun];
+    alignas(64) uint32_t exact[kExactRun];
+    for (size_t i = 0; i < count; ++i) {
+        exactX[i] = x[places[i]];
+        exactY[i] = y[places[i]];
+        WeighTaps(m_method, exactX[i], columns + i, kExactRun);
+        WeighTaps(m_method, exactY[i], rows + i, kExactRun);
+    }
+    m_kernels.TapOffsets(offsets, &m_pixels, exactX, exactY, m_taps / 2 - 1, count);
+    Accumulate(m_pixels, {offsets, columns, kExactRun, rows, kExactRun}, exact, count);
+    for (size_t i = 0; i < count; ++i) colours[places[i]] = exact[i];
 }
 
 // Positions that are not on the direct path. A pixel that is taken alone is an outside one there.

@@ -69,8 +69,8 @@ public:
     // Takes the pixel at the truncated position, as the nearest-neighbour method would without adding a half.
     static Sampler Truncating(const ImageView& source);
 
-    // The most positions at a time: more by a method that takes one pixel.
-    size_t Run() const { return m_taps == 1 ? kLongRun : kRun; }
+    // The most positions at a time: more by a method that takes one pixel or so many that some have to be summed again.
+    size_t Run() const { return m_taps == 4 ? kRun : kLongRun; }
 
     // Bytes from a pixel to the one (dx, dy) from it.
     ptrdiff_t Distance(int dx, int dy) const { return dy * m_pixels.stride + ptrdiff_t{dx} * m_pixels.pixelBytes; }
@@ -88,6 +88,7 @@ public:
 
 private:
     friend class GridSampler;
+    static constexpr size_t kExactRun = 16;  // as many as the widest level sums at a time
 
     uint32_t ColourAt(float x, float y) const;
     Span DirectSpan(const float* positions, size_t count, uint32_t size) const;
@@ -95,6 +96,8 @@ private:
     void SampleTiles(const float* x, const float* y, uint32_t* colours, size_t count) const;
     void CopyTile(int64_t left, int64_t top, uint32_t* tile) const;
     void SampleDirect(const float* x, const float* y, uint32_t* colours, size_t count, ptrdiff_t ahead) const;
+    void SampleGuarded(const float* x, const float* y, uint32_t* colours, size_t count) const;
+    void SampleExactly(const float* x, const float* y, uint32_t* colours, const size_t* places, size_t count) const;
     Span DirectSpan(const float* x, const float* y, size_t count) const;
     // weights[k * pitch + i] = the weight of tap k around positions[i], for positions on the direct path.
     void Weigh(const float* positions, float* weights, size_t pitch, size_t count) const;

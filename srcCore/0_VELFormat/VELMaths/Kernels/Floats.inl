@@ -1,5 +1,5 @@
 // Single-precision lanes for the levels that have byte vectors (VEL_VECTOR). Included after Bytes.inl. Products and
-// sums are never fused: each is rounded.
+// sums are never fused: each is rounded, except by Fused.
 
 #if VEL_VECTOR
 #if VEL_AVX512
@@ -12,6 +12,14 @@ typedef __m128 Floats;
 static inline Floats SplatFloat(float v) { return VEL_BYTES_OP(set1_ps)(v); }
 static inline Floats Multiply(Floats a, Floats b) { return VEL_BYTES_OP(mul_ps)(a, b); }
 static inline Floats Add(Floats a, Floats b) { return VEL_BYTES_OP(add_ps)(a, b); }
+// a * b + c; whether the product is rounded is the level's.
+static inline Floats Fused(Floats a, Floats b, Floats c) {
+#if VEL_AVX2
+    return VEL_BYTES_OP(fmadd_ps)(a, b, c);
+#else
+    return Add(Multiply(a, b), c);
+#endif
+}
 static inline Floats LoadFloats(const float* p) { return VEL_BYTES_OP(loadu_ps)(p); }
 static inline void StoreFloats(float* p, Floats v) { VEL_BYTES_OP(storeu_ps)(p, v); }
 static inline Floats FloatsOf(Bytes ints) { return VEL_BYTES_OP(cvtepi32_ps)(ints); }

@@ -14,10 +14,6 @@ struct SumsOfMagnitudes {
     }
 };
 
-// How far sums can be from the ones that count, whatever the samples are: their own partial sums would bound it more
-// closely, but cost as much as the sums. A twentieth covers that the bound itself is computed from rounded values.
-static inline float Tolerance(float bound) { return 1.05f * bound; }
-
 // Against sums with further terms: a row's change its sum by at most 255 * neglected * |the row's weight|, and its
 // rounding by no more, as rounding to nearest never moves a sum further than the added term. The products round twice
 // in both, and so do the sums, by 2^-24 of each partial sum.

@@ -47,7 +47,7 @@ enum TapCurve {
 // Curves of TapSeries. The weights of the first two are exact where not doubtful; those of the others approximate: the
 // errors of a position's taps add up to less than kSeriesDeviation.
 enum TapSeriesCurve { kSincSeries, kBlackmanSeries, kGaussianSeries, kLanczosSeries };
-constexpr float kSeriesDeviation = 24 / 16777216.0f;
+constexpr float kSeriesDeviation = 12 / 16777216.0f;
 
 #define VEL_SAMPLING_KERNELS(X)                                                                                        \
     /* x[k] = columns[k] * cosine + row * sine + addX, y[k] = row * cosine - columns[k] * sine + addY. */              \

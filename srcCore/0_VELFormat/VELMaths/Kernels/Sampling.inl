@@ -130,24 +130,6 @@ static inline uint32_t ByteOfSum(float sum) {
     return static_cast<uint32_t>(static_cast<int32_t>(low < 255 ? low : 255.0f));
 }
 
-// How far a channel's sum with approximate weights can be from the one with exact weights, in three parts: what the
-// approximation adds, the rounding of the products, and the rounding of the partial sums. A sum's rounding is at most
-// 2^-24 of each partial sum; within a row a partial sum exceeds the one before the row by at most 255 * |the row's
-// weight| * (sum of the columns' weights).
-struct SumTolerance {
-    float columns, rows;  // sums of the weights' magnitudes
-    float partial;        // sum over the rows of the largest channel's magnitude after the row
-
-    template <int kTaps>
-    float Value() const {
-        const float weights = 255.0f * columns * rows,
-                    deviation = 255.0f * kSeriesDeviation * (columns + rows + kSeriesDeviation);
-        const float rounding = static_cast<float>(kTaps) * partial + static_cast<float>(kTaps + 2) * weights;
-        // Both sums round; a twentieth covers that the bound itself is computed from rounded values.
-        return 1.05f * (2.0f / 16777216.0f * rounding + deviation);
-    }
-};
-
 // True when a number within `tolerance` of the sum truncates to another byte.
 static inline bool NearStep(float sum, float tolerance) {
     const float low = sum > 0 ? sum : 0.0f, capped = low < 255.25f ? low : 255.25f;
@@ -155,78 +137,79 @@ static inline bool NearStep(float sum, float tolerance) {
     return step >= 1 && Magnitude(sum - step) <= tolerance;
 }
 
-// kGuarded: doubts[k] goes up by 1 where a step is near.
-template <int kPixelBytes, int kTaps, bool kGuarded>
-static void AccumulatePlain(uint32_t* colours, uint32_t* doubts, const SampledPixels& source, const TapRun& taps,
-                            size_t first, size_t last) {
+template <int kPixelBytes>
+static inline uint32_t ColourOfSums(const float* sums) {
+    if (kPixelBytes == 1) return ByteOfSum(sums[0]) * 0x010101u;
+    uint32_t colour = 0;
+    for (int c = 0; c < kPixelBytes; ++c) colour |= ByteOfSum(sums[c]) << (8 * c);
+    return colour;
+}
+
+template <int kPixelBytes, int kTaps>
+static void AccumulatePlain(uint32_t* colours, const SampledPixels& source, const TapRun& taps, size_t first,
+                            size_t last) {
     for (size_t k = first; k < last; ++k) {
         const uint8_t* row = source.bits + taps.offsets[k];
-        float sums[4] = {0, 0, 0, 0};
-        SumTolerance tolerance{0, 0, 0};
-        for (int i = 0; kGuarded && i < kTaps; ++i) {
-            tolerance.columns += Magnitude(taps.columns[static_cast<size_t>(i) * taps.columnPitch + k]);
-        }
-        for (int j = 0; j < kTaps; ++j, row += source.stride) {
-            const float rowWeight = taps.rows[static_cast<size_t>(j) * taps.rowPitch + k];
+        float sums[kPixelBytes] = {};
+        for (size_t j = 0; j < kTaps; ++j, row += source.stride) {
+            const float rowWeight = taps.rows[j * taps.rowPitch + k];
             const uint8_t* p = row;
-            for (int i = 0; i < kTaps; ++i, p += kPixelBytes) {
-                const float weight = taps.columns[static_cast<size_t>(i) * taps.columnPitch + k] * rowWeight;
+            for (size_t i = 0; i < kTaps; ++i, p += kPixelBytes) {
+                const float weight = taps.columns[i * taps.columnPitch + k] * rowWeight;
                 for (int c = 0; c < kPixelBytes; ++c) sums[c] += weight * static_cast<float>(p[c]);
             }
-            if (kGuarded) {
-                float largest = 0;
-                for (int c = 0; c < kPixelBytes; ++c) {
-                    const float magnitude = Magnitude(sums[c]);
-                    largest = magnitude > largest ? magnitude : largest;
-                }
-                tolerance.partial += largest;
-                tolerance.rows += Magnitude(rowWeight);
-            }
         }
-        colours[k] = kPixelBytes == 1 ? ByteOfSum(sums[0]) * 0x010101u
-                                      : ByteOfSum(sums[0]) | ByteOfSum(sums[1]) << 8 | ByteOfSum(sums[2]) << 16 |
-                                            ByteOfSum(sums[3]) << 24;
-        if (kGuarded) {
-            bool near = false;
-            for (int c = 0; c < kPixelBytes; ++c) near |= NearStep(sums[c], tolerance.Value<kTaps>());
-            doubts[k] += near ? 1 : 0;
-        }
+        colours[k] = ColourOfSums<kPixelBytes>(sums);
     }
 }
 
+#include "SamplingGuarded.inl"
 #if VEL_VECTOR
 #include "SamplingVector.inl"
 #else
-template <int kPixelBytes, int kTaps, bool kGuarded>
-static inline void AccumulateRun(uint32_t* colours, uint32_t* doubts, const SampledPixels& source, const TapRun& taps,
-                                 size_t count) {
-    AccumulatePlain<kPixelBytes, kTaps, kGuarded>(colours, doubts, source, taps, 0, count);
+template <int kPixelBytes, int kTaps>
+static inline void AccumulateRun(uint32_t* colours, const SampledPixels& source, const TapRun& taps, size_t count) {
+    AccumulatePlain<kPixelBytes, kTaps>(colours, source, taps, 0, count);
+}
+template <int kPixelBytes, int kTaps>
+static inline void GuardRun(uint32_t* colours, uint32_t* doubts, const SampledPixels& source, const TapRun& taps,
+                            size_t count) {
+    GuardPlain<kPixelBytes, kTaps>(colours, doubts, source, taps, 0, count);
 }
 #endif
 
-template <int kTaps, bool kGuarded>
-static inline void AccumulateTaps(uint32_t* colours, uint32_t* doubts, const SampledPixels& source, const TapRun& taps,
-                                  size_t count) {
+template <int kTaps>
+static inline void AccumulateTaps(uint32_t* colours, const SampledPixels& source, const TapRun& taps, size_t count) {
     switch (source.pixelBytes) {
-        case 1: AccumulateRun<1, kTaps, kGuarded>(colours, doubts, source, taps, count); break;
-        case 3: AccumulateRun<3, kTaps, kGuarded>(colours, doubts, source, taps, count); break;
-        default: AccumulateRun<4, kTaps, kGuarded>(colours, doubts, source, taps, count); break;
+        case 1: AccumulateRun<1, kTaps>(colours, source, taps, count); break;
+        case 3: AccumulateRun<3, kTaps>(colours, source, taps, count); break;
+        default: AccumulateRun<4, kTaps>(colours, source, taps, count); break;
+    }
+}
+
+template <int kTaps>
+static inline void GuardTaps(uint32_t* colours, uint32_t* doubts, const SampledPixels& source, const TapRun& taps,
+                             size_t count) {
+    switch (source.pixelBytes) {
+        case 1: GuardRun<1, kTaps>(colours, doubts, source, taps, count); break;
+        case 3: GuardRun<3, kTaps>(colours, doubts, source, taps, count); break;
+        default: GuardRun<4, kTaps>(colours, doubts, source, taps, count); break;
     }
 }
 
 static void Accumulate4(uint32_t* colours, const SampledPixels* pixels, const TapRun* taps, size_t count) {
-    AccumulateTaps<4, false>(colours, nullptr, *pixels, *taps, count);
+    AccumulateTaps<4>(colours, *pixels, *taps, count);
 }
 static void Accumulate12(uint32_t* colours, const SampledPixels* pixels, const TapRun* taps, size_t count) {
-    AccumulateTaps<12, false>(colours, nullptr, *pixels, *taps, count);
+    AccumulateTaps<12>(colours, *pixels, *taps, count);
 }
 static void GuardedSums4(uint32_t* colours, uint32_t* doubts, const SampledPixels* pixels, const TapRun* taps,
                          size_t count) {
-    AccumulateTaps<4, true>(colours, doubts, *pixels, *taps, count);
+    GuardTaps<4>(colours, doubts, *pixels, *taps, count);
 }
 static void GuardedSums12(uint32_t* colours, uint32_t* doubts, const SampledPixels* pixels, const TapRun* taps,
                           size_t count) {
-    AccumulateTaps<12, true>(colours, doubts, *pixels, *taps, count);
+    GuardTaps<12>(colours, doubts, *pixels, *taps, count);
 }
 
 #include "RowSums.inl"

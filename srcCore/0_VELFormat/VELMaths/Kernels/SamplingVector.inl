@@ -28,6 +28,17 @@ static inline Bytes NotAbove(Floats a, Floats b) {
 #endif
 }
 
+// The words of the four quarters of four registers, exchanged: word i of all of them in columns[i]. Each half
+// or quarter of a register by itself.
+static inline void ExchangeWords(Bytes* columns, Bytes a, Bytes b, Bytes c, Bytes d) {
+    const Bytes low01 = VEL_BYTES_OP(unpacklo_epi32)(a, b), high01 = VEL_BYTES_OP(unpackhi_epi32)(a, b);
+    const Bytes low23 = VEL_BYTES_OP(unpacklo_epi32)(c, d), high23 = VEL_BYTES_OP(unpackhi_epi32)(c, d);
+    columns[0] = VEL_BYTES_OP(unpacklo_epi64)(low01, low23);
+    columns[1] = VEL_BYTES_OP(unpackhi_epi64)(low01, low23);
+    columns[2] = VEL_BYTES_OP(unpacklo_epi64)(high01, high23);
+    columns[3] = VEL_BYTES_OP(unpackhi_epi64)(high01, high23);
+}
+
 // Four pixels from each position's place on; Channel() is one byte of one column of them all. Grey pixels read 4 bytes,
 // the others 16.
 #if VEL_AVX512
@@ -83,17 +94,6 @@ struct ColumnGroup {
     }
 };
 #else
-// The words of the four quarters of four registers, exchanged: word i of all of them in columns[i]. At avx2 in each
-// half.
-static inline void ExchangeWords(Bytes* columns, Bytes a, Bytes b, Bytes c, Bytes d) {
-    const Bytes low01 = VEL_BYTES_OP(unpacklo_epi32)(a, b), high01 = VEL_BYTES_OP(unpackhi_epi32)(a, b);
-    const Bytes low23 = VEL_BYTES_OP(unpacklo_epi32)(c, d), high23 = VEL_BYTES_OP(unpackhi_epi32)(c, d);
-    columns[0] = VEL_BYTES_OP(unpacklo_epi64)(low01, low23);
-    columns[1] = VEL_BYTES_OP(unpackhi_epi64)(low01, low23);
-    columns[2] = VEL_BYTES_OP(unpacklo_epi64)(high01, high23);
-    columns[3] = VEL_BYTES_OP(unpackhi_epi64)(high01, high23);
-}
-
 // Four pixels of one position as words; at avx2 those of the position four further in the upper half.
 template <int kPixelBytes>
 static inline Bytes LoadPixels(const uint8_t* at, const int64_t* offsets) {
@@ -148,42 +148,11 @@ static inline Bytes NearSteps(Floats sums, Floats tolerance) {
     return And(NotAbove(SplatFloat(1), step), NotAbove(off, tolerance));
 }
 
-// The sums of a register's positions, kept as SumTolerance and NearStep have it for one. A row is read in groups of
-// four pixels, 16 bytes at a time, so 3-byte pixels have 4 bytes after the last tap read.
-template <int kPixelBytes, int kTaps, bool kGuarded>
-struct VectorSums {
-    static constexpr int kOverread = kPixelBytes == 3 ? 4 : 0;
-
+// The channels' sums of a register's positions.
+template <int kPixelBytes>
+struct LaneSums {
     Floats sums[kPixelBytes];
-    Floats columns = SplatFloat(0), rows = SplatFloat(0), partial = SplatFloat(0);
 
-    VectorSums(const SampledPixels& source, const TapRun& taps, const int64_t* offsets, size_t k, size_t lanes) {
-        for (Floats& sum : sums) sum = SplatFloat(0);
-        for (size_t i = 0; kGuarded && i < kTaps; ++i) {
-            columns = Add(columns, Magnitudes(LoadLanes(taps.columns + i * taps.columnPitch + k, lanes)));
-        }
-        const uint8_t* row = source.bits;
-        for (size_t j = 0; j < kTaps; ++j, row += source.stride) {
-            const Floats rowWeights = LoadLanes(taps.rows + j * taps.rowPitch + k, lanes);
-            const float* columnWeights = taps.columns + k;
-            for (int group = 0; group < kTaps / 4; ++group) {
-                const ColumnGroup<kPixelBytes> pixels(row + group * 4 * kPixelBytes, offsets);
-                for (int column = 0; column < 4; ++column, columnWeights += taps.columnPitch) {
-                    const Floats weight = Multiply(LoadLanes(columnWeights, lanes), rowWeights);
-                    for (int c = 0; c < kPixelBytes; ++c) {
-                        sums[c] = Add(sums[c], Multiply(weight, pixels.Channel(column, c)));
-                    }
-                }
-            }
-            if (kGuarded) EndRow(rowWeights);
-        }
-    }
-    void EndRow(Floats rowWeights) {
-        Floats largest = Magnitudes(sums[0]);
-        for (int c = 1; c < kPixelBytes; ++c) largest = VEL_BYTES_OP(max_ps)(largest, Magnitudes(sums[c]));
-        partial = Add(partial, largest);
-        rows = Add(rows, Magnitudes(rowWeights));
-    }
     Bytes Colours() const {
         const Bytes first = BytesOfSums(sums[0]);
         if (kPixelBytes == 1) {
@@ -195,29 +164,93 @@ struct VectorSums {
         }
         return colours;
     }
-    Bytes Doubtful() const {
-        const Floats weights = Multiply(Multiply(SplatFloat(255), columns), rows);
-        const Floats both = Add(Add(columns, rows), SplatFloat(kSeriesDeviation));
-        const Floats deviation = Multiply(SplatFloat(255.0f * kSeriesDeviation), both);
-        const Floats rounding = Add(Multiply(SplatFloat(kTaps), partial), Multiply(SplatFloat(kTaps + 2), weights));
-        const Floats tolerance =
-            Multiply(SplatFloat(1.05f), Add(Multiply(SplatFloat(2.0f / 16777216.0f), rounding), deviation));
-        Bytes doubtful = NearSteps(sums[0], tolerance);
-        for (int c = 1; c < kPixelBytes; ++c) doubtful = Or(doubtful, NearSteps(sums[c], tolerance));
-        return doubtful;
+    Bytes Near(Floats tolerance) const {
+        Bytes near = NearSteps(sums[0], tolerance);
+        for (int c = 1; c < kPixelBytes; ++c) near = Or(near, NearSteps(sums[c], tolerance));
+        return near;
+    }
+    Floats Largest() const {
+        Floats largest = Magnitudes(sums[0]);
+        for (int c = 1; c < kPixelBytes; ++c) largest = VEL_BYTES_OP(max_ps)(largest, Magnitudes(sums[c]));
+        return largest;
     }
 };
 
-template <int kPixelBytes, int kTaps, bool kGuarded>
-static void AccumulateRun(uint32_t* colours, uint32_t* doubts, const SampledPixels& source, const TapRun& taps,
-                          size_t count) {
-    using Sums = VectorSums<kPixelBytes, kTaps, kGuarded>;
+// Rows are read in groups of four pixels, 16 bytes at a time, so 3-byte pixels have 4 bytes after the last tap read.
+template <int kPixelBytes, int kTaps>
+struct VectorSums : LaneSums<kPixelBytes> {
+    static constexpr int kOverread = kPixelBytes == 3 ? 4 : 0;
+
+    VectorSums(const SampledPixels& source, const TapRun& taps, const int64_t* offsets, size_t k, size_t lanes) {
+        for (Floats& sum : this->sums) sum = SplatFloat(0);
+        const uint8_t* row = source.bits;
+        for (size_t j = 0; j < kTaps; ++j, row += source.stride) {
+            const Floats rowWeights = LoadLanes(taps.rows + j * taps.rowPitch + k, lanes);
+            const float* columnWeights = taps.columns + k;
+            for (int group = 0; group < kTaps / 4; ++group) {
+                const ColumnGroup<kPixelBytes> pixels(row + group * 4 * kPixelBytes, offsets);
+                for (int column = 0; column < 4; ++column, columnWeights += taps.columnPitch) {
+                    const Floats weight = Multiply(LoadLanes(columnWeights, lanes), rowWeights);
+                    for (int c = 0; c < kPixelBytes; ++c) {
+                        this->sums[c] = Add(this->sums[c], Multiply(weight, pixels.Channel(column, c)));
+                    }
+                }
+            }
+        }
+    }
+};
+
+struct FloatLanes {
+    typedef Floats Number;
+};
+
+// What GuardPlain has for one position.
+template <int kPixelBytes, int kTaps>
+struct GuardedVectorSums : LaneSums<kPixelBytes> {
+    static constexpr int kOverread = VectorSums<kPixelBytes, kTaps>::kOverread;
+
+    SumTolerance<FloatLanes> tolerance{};
+
+    GuardedVectorSums(const SampledPixels& source, const TapRun& taps, const int64_t* offsets, size_t k, size_t lanes) {
+        for (Floats& sum : this->sums) sum = SplatFloat(0);
+        for (size_t i = 0; i < kTaps; ++i) {
+            tolerance.AddColumn(Magnitudes(LoadLanes(taps.columns + i * taps.columnPitch + k, lanes)));
+        }
+        const uint8_t* row = source.bits;
+        for (size_t j = 0; j < kTaps; ++j, row += source.stride) {
+            Floats ofRow[kPixelBytes];
+            for (Floats& sum : ofRow) sum = SplatFloat(0);
+            const float* columnWeights = taps.columns + k;
+            for (int group = 0; group < kTaps / 4; ++group) {
+                const ColumnGroup<kPixelBytes> pixels(row + group * 4 * kPixelBytes, offsets);
+                for (int column = 0; column < 4; ++column, columnWeights += taps.columnPitch) {
+                    const Floats weight = LoadLanes(columnWeights, lanes);
+                    for (int c = 0; c < kPixelBytes; ++c) ofRow[c] = Fused(weight, pixels.Channel(column, c), ofRow[c]);
+                }
+            }
+            const Floats rowWeights = LoadLanes(taps.rows + j * taps.rowPitch + k, lanes);
+            for (int c = 0; c < kPixelBytes; ++c) this->sums[c] = Fused(rowWeights, ofRow[c], this->sums[c]);
+            tolerance.partial = Add(tolerance.partial, this->Largest());
+            tolerance.rows = Add(tolerance.rows, Magnitudes(rowWeights));
+        }
+    }
+    Bytes Doubtful() const { return this->Near(tolerance.OfRowSums(kTaps)); }
+};
+
+#if VEL_AVX512
+#include "SamplingDigits.inl"
+#endif
+
+// Calls vectors(offsets, first, size) for as many positions at a time as the level has lanes, where all that `Sums`
+// reads of them lies in the block, and plain(first, last) elsewhere. Lanes beyond the run have its first position.
+template <class Sums, int kPixelBytes, int kTaps, class Vectors, class Plain>
+static inline void ForLanes(const SampledPixels& source, const TapRun& taps, size_t count, Vectors vectors,
+                            Plain plain) {
     // From the first tap to the end of what is read of the row that lies highest in memory.
     const ptrdiff_t lastRow = source.stride > 0 ? (kTaps - 1) * source.stride : 0;
     const int64_t limit = source.end - source.bits - lastRow - kTaps * kPixelBytes - Sums::kOverread;
     for (size_t k = 0; k < count; k += kLanes) {
         const size_t size = count - k < kLanes ? count - k : kLanes;
-        // Lanes beyond the run sample its first position with weights of 0.
         int64_t offsets[kLanes];
         bool beyond = false;
         for (size_t i = 0; i < kLanes; ++i) {
@@ -225,14 +258,46 @@ static void AccumulateRun(uint32_t* colours, uint32_t* doubts, const SampledPixe
             beyond |= offsets[i] > limit;
         }
         if (beyond) {
-            AccumulatePlain<kPixelBytes, kTaps, kGuarded>(colours, doubts, source, taps, k, k + size);
-            continue;
-        }
-        const Sums sums(source, taps, offsets, k, size);
-        StoreFirst(colours + k, sums.Colours(), size * sizeof(uint32_t));
-        if (kGuarded) {
-            const Bytes old = LoadFirst(doubts + k, size * sizeof(uint32_t));
-            StoreFirst(doubts + k, VEL_BYTES_OP(add_epi32)(old, sums.Doubtful()), size * sizeof(uint32_t));
+            plain(k, k + size);
+        } else {
+            vectors(offsets, k, size);
         }
     }
+}
+
+template <int kPixelBytes, int kTaps>
+static void AccumulateRun(uint32_t* colours, const SampledPixels& source, const TapRun& taps, size_t count) {
+    using Sums = VectorSums<kPixelBytes, kTaps>;
+    const auto vectors = [&](const int64_t* offsets, size_t k, size_t size) {
+        StoreFirst(colours + k, Sums(source, taps, offsets, k, size).Colours(), size * sizeof(uint32_t));
+    };
+    ForLanes<Sums, kPixelBytes, kTaps>(source, taps, count, vectors, [&](size_t first, size_t last) {
+        AccumulatePlain<kPixelBytes, kTaps>(colours, source, taps, first, last);
+    });
+}
+
+template <class Sums, int kPixelBytes, int kTaps>
+static void GuardLanes(uint32_t* colours, uint32_t* doubts, const SampledPixels& source, const TapRun& taps,
+                       size_t count) {
+    const auto vectors = [&](const int64_t* offsets, size_t k, size_t size) {
+        const Sums sums(source, taps, offsets, k, size);
+        StoreFirst(colours + k, sums.Colours(), size * sizeof(uint32_t));
+        const Bytes old = LoadFirst(doubts + k, size * sizeof(uint32_t));
+        StoreFirst(doubts + k, VEL_BYTES_OP(add_epi32)(old, sums.Doubtful()), size * sizeof(uint32_t));
+    };
+    ForLanes<Sums, kPixelBytes, kTaps>(source, taps, count, vectors, [&](size_t first, size_t last) {
+        GuardPlain<kPixelBytes, kTaps>(colours, doubts, source, taps, first, last);
+    });
+}
+
+template <int kPixelBytes, int kTaps>
+static void GuardRun(uint32_t* colours, uint32_t* doubts, const SampledPixels& source, const TapRun& taps,
+                     size_t count) {
+#if VEL_AVX512
+    if constexpr (kTaps == 12) {
+        GuardLanes<DigitSums<kPixelBytes>, kPixelBytes, kTaps>(colours, doubts, source, taps, count);
+        return;
+    }
+#endif
+    GuardLanes<GuardedVectorSums<kPixelBytes, kTaps>, kPixelBytes, kTaps>(colours, doubts, source, taps, count);
 }

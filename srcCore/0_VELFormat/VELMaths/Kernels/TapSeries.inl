@@ -90,29 +90,41 @@ static void GaussianTaps(float* weights, size_t pitch, const float* __restrict p
     }
 }
 
-// Tap k of 12 is at t = k - 5 - f and weighs sin(pi t) / (pi t) * sin(pi t / 6) / (pi t / 6). sin(pi t) is the same for
-// all taps but for its sign; sin(pi t / 6) is a sum of two products, except at taps 5 and 6, where t may be near 0 and
-// it is computed on its own to keep its relative error small. These are what the taps of a block of positions share.
+// Tap k of 12 is at t = k - 5 - f and weighs sin(pi t) / (pi t) * sin(pi t / 6) / (pi t / 6). The nearest two, 5 and 6,
+// take both quotients by their series in t * t, which keeps the largest weights' errors smallest. For the others
+// sin(pi t) is the same but for its sign, and sin(pi t / 6) is a sum of two products. These are what the taps of a
+// block of positions share.
 struct LanczosBlock {
     static constexpr size_t kSize = 64;
     float f[kSize], sine[kSize];                 // the sine of pi f times 6 / pi^2
     float sixthSine[kSize], sixthCosine[kSize];  // of pi f / 6
-    float nearSine[kSize];                       // of pi (1 - f) / 6
 
-    void Prepare(const float* positions, uint32_t* doubts, size_t count) {
-        static constexpr float sineTerms[] = {3.14159265f,   -5.16771278f,    2.55016404f,    -0.599264529f,
-                                              0.0821458866f, -0.00737043094f, 0.000466302806f};
-        static constexpr float sixthSineTerms[] = {0.523598776f, -0.0239245962f, 0.000327953194f, -2.14071901e-06f};
+    // sin(pi t) / (pi t) and sin(pi t / 6) / (pi t / 6) for t * t up to 1.
+    static float Quotient(float square) {
+        static constexpr float terms[] = {1.0f,          -1.64493394f,    0.811741233f,   -0.190744728f,
+                                          0.0261274297f, -0.00231576315f, 0.000125807783f};
+        return Polynomial(terms, square);
+    }
+    static float SixthQuotient(float square) {
+        static constexpr float terms[] = {1.0f, -0.0456926078f, 0.000626325083f, -4.05744458e-06f};
+        return Polynomial(terms, square);
+    }
+
+    // Also weighs taps 5 and 6.
+    void Prepare(float* __restrict left, float* __restrict right, const float* __restrict positions,
+                 uint32_t* __restrict doubts, size_t count) {
         static constexpr float sixthCosineTerms[] = {1.0f, -0.137077839f, 0.00313172232f, -2.86193454e-05f,
                                                      1.40108588e-07f};
         for (size_t i = 0; i < count; ++i) {
             const float fraction = positions[i] - static_cast<float>(static_cast<int32_t>(positions[i]));
-            const float a = fraction == 0 ? 0.5f : fraction, g = 1 - a, nearer = a < g ? a : g;
+            const float a = fraction == 0 ? 0.5f : fraction, g = 1 - a;
+            const float quotient = Quotient(a * a), other = Quotient(g * g), sixth = SixthQuotient(a * a);
             f[i] = a;
-            sine[i] = 0.607927102f * (nearer * Polynomial(sineTerms, nearer * nearer));
-            sixthSine[i] = a * Polynomial(sixthSineTerms, a * a);
+            sine[i] = 1.90985932f * (a < g ? a * quotient : g * other);
+            sixthSine[i] = 0.523598776f * (a * sixth);
             sixthCosine[i] = Polynomial(sixthCosineTerms, a * a);
-            nearSine[i] = g * Polynomial(sixthSineTerms, g * g);
+            left[i] = quotient * sixth;
+            right[i] = other * SixthQuotient(g * g);
             doubts[i] = fraction == 0 ? 1 : 0;
         }
     }
@@ -123,8 +135,6 @@ struct LanczosBlock {
         constexpr float half = 0.5f, root = 0.866025404f;
         constexpr float sines[] = {-half, -root, -1, -root, -half, 0, half, root, 1, root, half, 0};
         constexpr float cosines[] = {-root, -half, 0, half, root, 1, root, half, 0, -half, -root, -1};
-        if (kTap == 5) return sine[i] * sixthSine[i];
-        if (kTap == 6) return sine[i] * nearSine[i];
         const float sixth = sines[kTap] * sixthCosine[i] - cosines[kTap] * sixthSine[i];
         return kTap % 2 ? -sine[i] * sixth : sine[i] * sixth;
     }
@@ -133,17 +143,25 @@ struct LanczosBlock {
         const float t = static_cast<float>(kTap - 5) - f[i];
         return t * t;
     }
-    // Four taps, whose reciprocals come from one division.
-    template <int kTap>
+    // Two or four taps, whose reciprocals come from one division.
+    template <int kA, int kB>
+    void WeighTwo(float* weights, size_t pitch, size_t count) const {
+        for (size_t i = 0; i < count; ++i) {
+            const float a = Square<kA>(i), b = Square<kB>(i), inverse = 1.0f / (a * b);
+            weights[kA * pitch + i] = Numerator<kA>(i) * (inverse * b);
+            weights[kB * pitch + i] = Numerator<kB>(i) * (inverse * a);
+        }
+    }
+    template <int kA, int kB, int kC, int kD>
     void WeighFour(float* weights, size_t pitch, size_t count) const {
         for (size_t i = 0; i < count; ++i) {
-            const float a = Square<kTap>(i), b = Square<kTap + 1>(i), c = Square<kTap + 2>(i), d = Square<kTap + 3>(i);
+            const float a = Square<kA>(i), b = Square<kB>(i), c = Square<kC>(i), d = Square<kD>(i);
             const float low = a * b, high = c * d, inverse = 1.0f / (low * high);
             const float ofLow = inverse * high, ofHigh = inverse * low;
-            weights[kTap * pitch + i] = Numerator<kTap>(i) * (ofLow * b);
-            weights[(kTap + 1) * pitch + i] = Numerator<kTap + 1>(i) * (ofLow * a);
-            weights[(kTap + 2) * pitch + i] = Numerator<kTap + 2>(i) * (ofHigh * d);
-            weights[(kTap + 3) * pitch + i] = Numerator<kTap + 3>(i) * (ofHigh * c);
+            weights[kA * pitch + i] = Numerator<kA>(i) * (ofLow * b);
+            weights[kB * pitch + i] = Numerator<kB>(i) * (ofLow * a);
+            weights[kC * pitch + i] = Numerator<kC>(i) * (ofHigh * d);
+            weights[kD * pitch + i] = Numerator<kD>(i) * (ofHigh * c);
         }
     }
 };
@@ -152,10 +170,11 @@ static void LanczosTaps(float* weights, size_t pitch, const float* positions, ui
     LanczosBlock block;
     for (size_t first = 0; first < count; first += LanczosBlock::kSize) {
         const size_t size = count - first < LanczosBlock::kSize ? count - first : LanczosBlock::kSize;
-        block.Prepare(positions + first, doubts + first, size);
-        block.WeighFour<0>(weights + first, pitch, size);
-        block.WeighFour<4>(weights + first, pitch, size);
-        block.WeighFour<8>(weights + first, pitch, size);
+        float* out = weights + first;
+        block.Prepare(out + 5 * pitch, out + 6 * pitch, positions + first, doubts + first, size);
+        block.WeighFour<0, 1, 2, 3>(out, pitch, size);
+        block.WeighTwo<4, 7>(out, pitch, size);
+        block.WeighFour<8, 9, 10, 11>(out, pitch, size);
     }
 }
 
