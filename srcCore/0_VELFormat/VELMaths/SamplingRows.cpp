@@ -35,6 +35,9 @@ int SeriesOf(Interpolation method) {
     }
 }
 
+// What the weights on the direct path depend on: distances from taps are exact there, as positions are no nearer to 0.
+float FractionOf(float position) { return position - static_cast<float>(TruncateToInt(position)); }
+
 }  // namespace
 
 SampledPixels PixelsOf(const ImageView& source) {
@@ -101,7 +104,12 @@ void Sampler::Weigh(const float* positions, float* weights, size_t pitch, size_t
         std::fill_n(doubts, run, 1u);
         if (series) m_kernels.TapSeries(weights + first, pitch, positions + first, doubts, run, SeriesOf(m_method));
         for (size_t i = first; i < first + run; ++i) {
-            if (doubts[i - first]) WeighTaps(m_method, positions[i], weights + i, pitch);
+            if (!doubts[i - first]) continue;
+            if (i > 0 && FractionOf(positions[i]) == FractionOf(positions[i - 1])) {
+                for (size_t k = 0; k < static_cast<size_t>(m_taps); ++k) weights[k * pitch + i] = weights[k * pitch + i - 1];
+            } else {
+                WeighTaps(m_method, positions[i], weights + i, pitch);
+            }
         }
     }
 }

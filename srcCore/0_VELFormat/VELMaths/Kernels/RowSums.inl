@@ -98,14 +98,50 @@ static inline size_t GuardedVectors(uint8_t* dst, uint8_t* doubts, const Sample*
     return at;
 }
 
+#if VEL_AVX512
+// A stretch of a row in which 16 positions have all their taps, where they rise and lie near enough.
+struct RowStretch {
+    __m512i bytes, places;  // places of the positions' first taps
+    bool fits;
+
+    RowStretch(const uint8_t* row, const int64_t* offsets, int taps) {
+        const int64_t last = offsets[15] - offsets[0];
+        const __m512i first = _mm512_set1_epi64(offsets[0]), farthest = _mm512_set1_epi64(last);
+        const __m512i low = _mm512_sub_epi64(_mm512_loadu_si512(offsets), first);
+        const __m512i high = _mm512_sub_epi64(_mm512_loadu_si512(offsets + 8), first);
+        fits = last >= 0 && last <= 64 - taps &&
+               (_mm512_cmpgt_epu64_mask(low, farthest) | _mm512_cmpgt_epu64_mask(high, farthest)) == 0;
+        if (!fits) return;
+        const __m512i lowPlaces = _mm512_castsi256_si512(_mm512_cvtepi64_epi32(low));
+        places = _mm512_inserti64x4(lowPlaces, _mm512_cvtepi64_epi32(high), 1);
+        bytes = LoadFirst(row + offsets[0], static_cast<size_t>(last + taps));
+    }
+    Floats Column(int column) const {
+        const __m512i at = _mm512_add_epi32(places, _mm512_set1_epi32(column));
+        return FloatsOf(_mm512_maskz_permutexvar_epi8(0x1111111111111111ull, at, bytes));
+    }
+};
+#endif
+
 // As many positions as the level has lanes.
+template <int kTaps>
 static inline size_t SumColumnVectors(float* sums, const uint8_t* row, const int64_t* offsets, const float* weights,
-                                      size_t pitch, int taps, size_t count) {
+                                      size_t pitch, size_t count) {
     size_t k = 0;
     for (; k + kLanes <= count; k += kLanes) {
         Floats sum = SplatFloat(0);
         const float* columnWeights = weights + k;
-        for (int group = 0; group < taps; group += 4) {
+#if VEL_AVX512
+        const RowStretch stretch(row, offsets + k, kTaps);
+        if (stretch.fits) {
+            for (int column = 0; column < kTaps; ++column, columnWeights += pitch) {
+                sum = Add(sum, Multiply(LoadFloats(columnWeights), stretch.Column(column)));
+            }
+            StoreFloats(sums + k, sum);
+            continue;
+        }
+#endif
+        for (int group = 0; group < kTaps; group += 4) {
             const ColumnGroup<1> pixels(row + group, offsets + k);
             for (int column = 0; column < 4; ++column, columnWeights += pitch) {
                 sum = Add(sum, Multiply(LoadFloats(columnWeights), pixels.Channel(column, 0)));
@@ -121,7 +157,8 @@ template <class Sample>
 static inline size_t GuardedVectors(uint8_t*, uint8_t*, const Sample* const*, const float*, int, float, size_t) {
     return 0;
 }
-static inline size_t SumColumnVectors(float*, const uint8_t*, const int64_t*, const float*, size_t, int, size_t) {
+template <int>
+static inline size_t SumColumnVectors(float*, const uint8_t*, const int64_t*, const float*, size_t, size_t) {
     return 0;
 }
 #endif
@@ -148,7 +185,8 @@ static int GuardedRows(uint8_t* dst, uint8_t* doubts, const uint8_t* const* rows
 
 static void SumColumns(float* sums, const uint8_t* row, const int64_t* offsets, const float* weights, size_t pitch,
                        int taps, size_t count) {
-    size_t k = SumColumnVectors(sums, row, offsets, weights, pitch, taps, count);
+    size_t k = taps == 4 ? SumColumnVectors<4>(sums, row, offsets, weights, pitch, count)
+                         : SumColumnVectors<12>(sums, row, offsets, weights, pitch, count);
     for (; k < count; ++k) {
         float sum = 0;
         for (int i = 0; i < taps; ++i) {
