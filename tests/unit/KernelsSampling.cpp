@@ -180,30 +180,62 @@ VEL_CHECK(Sampling, Accumulate12) { CheckAccumulation(kernel, run, 12); }
 VEL_CHECK(Sampling, GuardedSums4) { CheckGuardedSums(kernel, vel::SamplingKernels_plain.Accumulate4, run, 4); }
 VEL_CHECK(Sampling, GuardedSums12) { CheckGuardedSums(kernel, vel::SamplingKernels_plain.Accumulate12, run, 12); }
 
-template <class Kernel>
-void CheckRowSums(Kernel kernel, test::KernelRun& run) {
-    const int taps = run.random.Pick({4, 12});
+// Rows of random bytes or, so that sums are steps but for their rounding, of one byte; and weights of which the series
+// have any: too many to be whole numbers, few, and such as single precision sums without rounding.
+struct WeightedRows {
     const uint8_t* rows[12];
-    for (int j = 0; j < taps; ++j) rows[j] = run.In(run.count);
-    float* weights = run.In<float>(12);
-    for (int j = 0; j < 12; ++j) weights[j] = static_cast<float>(run.random.Real(-0.4, 0.8));
-    run.Filled();
-    kernel(rows, weights, taps);
-}
+    float* weights;
+    int taps;
+
+    explicit WeightedRows(test::KernelRun& run) : taps(run.random.Pick({4, 12})) {
+        const bool flat = run.random.Chance(30);
+        const int value = run.random.Int(0, 255);
+        for (int j = 0; j < taps; ++j) {
+            uint8_t* row = run.In(run.count);
+            if (flat && run.count > 0) std::memset(row, value, run.count);
+            rows[j] = row;
+        }
+        weights = run.In<float>(12);
+        for (int j = 0; j < 12; ++j) weights[j] = static_cast<float>(run.random.Real(-0.4, 0.8));
+        if (run.random.Chance(80)) Scale(weights, 1, taps, flat ? 1 : run.random.Real(0.2, 1.5));
+        if (run.random.Chance(30)) {  // Multiples of 1/8, or of 2^-18 that add up to 1.
+            const int unit = run.random.Chance(50) ? 8 : 1 << 18, most = unit / taps * 2;
+            int rest = unit;
+            for (int j = 0; j < 12; ++j) {
+                const int number = unit == 8 ? run.random.Int(-1, 2) : j + 1 == taps ? rest : run.random.Int(0, most);
+                rest -= number;
+                weights[j] = static_cast<float>(number) / static_cast<float>(unit);
+            }
+        }
+        run.Filled();
+    }
+};
 
 VEL_CHECK(Sampling, SumRows) {
     uint8_t* dst = run.Out(run.count);
-    CheckRowSums([&](const uint8_t* const* rows, const float* weights,
-                     int taps) { kernel(dst, rows, weights, taps, run.count); },
-                 run);
+    const WeightedRows in(run);
+    kernel(dst, in.rows, in.weights, in.taps, run.count);
 }
 
+// Certain bytes are those of SumRows, which is within any tolerance; levels may doubt differently.
 VEL_CHECK(Sampling, GuardedRows) {
     uint8_t *dst = run.Out(run.count), *doubts = run.Out(run.count);
     const float neglected = run.random.Pick({1e-8f, 1e-6f, 1e-3f});
-    CheckRowSums([&](const uint8_t* const* rows, const float* weights,
-                     int taps) { run.Returned(kernel(dst, doubts, rows, weights, taps, neglected, run.count)); },
-                 run);
+    const WeightedRows in(run);
+    const int answer = kernel(dst, doubts, in.rows, in.weights, in.taps, neglected, run.count);
+    std::vector<uint8_t> exact(run.count);
+    vel::SamplingKernels_plain.SumRows(exact.data(), in.rows, in.weights, in.taps, run.count);
+    size_t doubtful = 0;
+    for (size_t i = 0; i < run.count; ++i) {
+        ASSERT_LE(doubts[i], 1);
+        if (doubts[i] == 0) {
+            ASSERT_EQ(dst[i], exact[i]) << "certain byte " << i;
+        }
+        doubtful += doubts[i];
+        dst[i] = exact[i];
+        doubts[i] = 0;
+    }
+    ASSERT_EQ(answer != 0, doubtful > 0);
 }
 
 VEL_CHECK(Sampling, SumColumns) {

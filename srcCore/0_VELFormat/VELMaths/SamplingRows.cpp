@@ -106,7 +106,8 @@ void Sampler::Weigh(const float* positions, float* weights, size_t pitch, size_t
         for (size_t i = first; i < first + run; ++i) {
             if (!doubts[i - first]) continue;
             if (i > 0 && FractionOf(positions[i]) == FractionOf(positions[i - 1])) {
-                for (size_t k = 0; k < static_cast<size_t>(m_taps); ++k) weights[k * pitch + i] = weights[k * pitch + i - 1];
+                for (size_t k = 0; k < static_cast<size_t>(m_taps); ++k)
+                    weights[k * pitch + i] = weights[k * pitch + i - 1];
             } else {
                 WeighTaps(m_method, positions[i], weights + i, pitch);
             }

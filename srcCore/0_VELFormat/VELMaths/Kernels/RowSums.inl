@@ -57,28 +57,51 @@ static inline void StoreResults(uint8_t* dst, const Bytes* parts, const float*) 
     StoreBytes(dst, InMemoryOrder(Narrowed(parts[0], parts[1], parts[2], parts[3])));
 }
 
+// A register of bytes.
+static inline void SumBlock(uint8_t* dst, const uint8_t* const* rows, const float* weights, int taps, size_t at) {
+    Floats sums[4];
+    for (Floats& sum : sums) sum = SplatFloat(0);
+    for (int j = 0; j < taps; ++j) {
+        const Floats weight = SplatFloat(weights[j]);
+        const FourFloats values = LoadSamples(rows[j] + at);
+        for (int i = 0; i < 4; ++i) sums[i] = Add(sums[i], Multiply(weight, values.part[i]));
+    }
+    Bytes whole[4];
+    for (int i = 0; i < 4; ++i) whole[i] = BytesOfSums(sums[i]);
+    StoreResults(dst + at, whole, rows[0]);
+}
+
+#if VEL_AVX512
+#include "RowDigits.inl"
+#endif
+
 static inline size_t SumVectors(uint8_t* dst, const uint8_t* const* rows, const float* weights, int taps,
                                 size_t bytes) {
     size_t at = 0;
-    for (; at + sizeof(Bytes) <= bytes; at += sizeof(Bytes)) {
-        Floats sums[4];
-        for (Floats& sum : sums) sum = SplatFloat(0);
-        for (int j = 0; j < taps; ++j) {
-            const Floats weight = SplatFloat(weights[j]);
-            const FourFloats values = LoadSamples(rows[j] + at);
-            for (int i = 0; i < 4; ++i) sums[i] = Add(sums[i], Multiply(weight, values.part[i]));
-        }
-        Bytes whole[4];
-        for (int i = 0; i < 4; ++i) whole[i] = BytesOfSums(sums[i]);
-        StoreResults(dst + at, whole, rows[0]);
-    }
+#if VEL_AVX512
+    at = taps == 4 ? SumDigitRows<4>(dst, rows, weights, bytes) : SumDigitRows<12>(dst, rows, weights, bytes);
+#endif
+    for (; at + sizeof(Bytes) <= bytes; at += sizeof(Bytes)) SumBlock(dst, rows, weights, taps, at);
     return at;
 }
+
+// As many as whole numbers are good for, of bytes.
+template <class Sample>
+static inline size_t GuardedWholeNumbers(uint8_t*, uint8_t*, const Sample* const*, const float*, int, float, size_t) {
+    return 0;
+}
+#if VEL_AVX512
+static inline size_t GuardedWholeNumbers(uint8_t* dst, uint8_t* doubts, const uint8_t* const* rows,
+                                         const float* weights, int taps, float tolerance, size_t bytes) {
+    return taps == 4 ? GuardDigitRows<4>(dst, doubts, rows, weights, tolerance, bytes)
+                     : GuardDigitRows<12>(dst, doubts, rows, weights, tolerance, bytes);
+}
+#endif
 
 template <class Sample>
 static inline size_t GuardedVectors(uint8_t* dst, uint8_t* doubts, const Sample* const* rows, const float* weights,
                                     int taps, float tolerance, size_t count) {
-    size_t at = 0;
+    size_t at = GuardedWholeNumbers(dst, doubts, rows, weights, taps, tolerance, count);
     for (; at + sizeof(Bytes) <= count; at += sizeof(Bytes)) {
         Floats sums[4];
         for (Floats& sum : sums) sum = SplatFloat(0);

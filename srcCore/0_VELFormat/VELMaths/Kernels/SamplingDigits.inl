@@ -138,7 +138,8 @@ private:
         __m512i digits[kDigits][kTapGroups];
         for (int rank = 0; rank < kDigits; ++rank) {
             for (int group = 0; group < kTapGroups; ++group) {
-                digits[rank][group] = RepeatFour(reinterpret_cast<const uint32_t*>(&this->weights.words[rank][group]) + first);
+                digits[rank][group] =
+                    RepeatFour(reinterpret_cast<const uint32_t*>(&this->weights.words[rank][group]) + first);
             }
         }
         __m512 total = SplatFloat(0), partials = SplatFloat(0);

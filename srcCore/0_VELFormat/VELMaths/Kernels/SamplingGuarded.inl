@@ -8,10 +8,10 @@ static inline Number Tolerance(Number bound) {
     return bound * 1.05f;
 }
 
-// How far a channel's sum by rows, with approximate weights, can be from Accumulate's with exact ones. Accumulate rounds
-// every product twice and every partial sum, each by at most 2^-24 of it; a partial sum exceeds the one before its row
-// by at most 255 * |the row's weight| * (the sum of the columns' weights so far). What sums by rows add to that is said
-// with each form; then comes what the approximation of the weights adds.
+// How far a channel's sum by rows, with approximate weights, can be from Accumulate's with exact ones. Accumulate
+// rounds every product twice and every partial sum, each by at most 2^-24 of it; a partial sum exceeds the one before
+// its row by at most 255 * |the row's weight| * (the sum of the columns' weights so far). What sums by rows add to that
+// is said with each form; then comes what the approximation of the weights adds.
 template <class Kind>
 struct SumTolerance {
     typedef typename Kind::Number Number;
