@@ -15,7 +15,8 @@ namespace velhost {
 
 namespace {
 
-// Temporary files that are not renamed yet, for a signal handler: a slot's text is only read when `used` is set.
+// Temporary files that are not renamed yet or not even there, for a signal handler: a slot's text is only read when
+// `used` is set.
 struct Slot {
     std::atomic<bool> taken{false};
     std::atomic<bool> used{false};
@@ -36,15 +37,13 @@ public:
         for (int attempt = 0; m_number < 0; ++attempt) {
             m_path = target;
             m_path.replace_filename(Prefix(target, getpid()) + Unique() + kSuffix);
+            // Before the file is there: a signal may come as soon as it is.
+            TakeSlot();
             m_number = open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-            if (m_number < 0 && (errno != EEXIST || attempt == 100)) ThrowSystem(target, "cannot be written", errno);
-        }
-        for (Slot& slot : gSlots) {
-            if (m_path.native().size() >= sizeof slot.path || slot.taken.exchange(true)) continue;
-            std::memcpy(slot.path, m_path.c_str(), m_path.native().size() + 1);
-            slot.used = true;
-            m_slot = &slot;
-            break;
+            if (m_number >= 0) break;
+            const int error = errno;
+            LeaveSlot();
+            if (error != EEXIST || attempt == 100) ThrowSystem(target, "cannot be written", error);
         }
     }
     TemporaryFile(const TemporaryFile&) = delete;
@@ -52,10 +51,7 @@ public:
     ~TemporaryFile() {
         if (m_number >= 0) close(m_number);
         if (!m_renamed) unlink(m_path.c_str());
-        if (m_slot) {
-            m_slot->used = false;
-            m_slot->taken = false;
-        }
+        LeaveSlot();
     }
 
     // What the names of a process's temporary files for `target` begin and end with.
@@ -96,6 +92,21 @@ public:
     }
 
 private:
+    void TakeSlot() {
+        for (Slot& slot : gSlots) {
+            if (m_path.native().size() >= sizeof slot.path || slot.taken.exchange(true)) continue;
+            std::memcpy(slot.path, m_path.c_str(), m_path.native().size() + 1);
+            slot.used = true;
+            m_slot = &slot;
+            break;
+        }
+    }
+    void LeaveSlot() {
+        if (!m_slot) return;
+        m_slot->used = false;
+        m_slot->taken = false;
+        m_slot = nullptr;
+    }
     static std::string Unique() {
         static std::atomic<unsigned> counter{0};
         return std::to_string(counter.fetch_add(1));
