@@ -332,6 +332,59 @@ static inline uint8_t WithAlpha(uint8_t colour, uint8_t other, size_t i) { retur
 static inline Bytes WithAlpha(Bytes colours, Bytes others, size_t) { return WithAlphaOf(colours, others); }
 #endif
 
+#if VEL_AVX512
+// Extremes of a vector's columns.
+struct ColumnExtremes {
+    Bytes least, greatest;
+};
+
+// Extremes of squares along one row after the other. The square's last sample gives the alpha.
+template <int size, bool low, bool high, bool alpha>
+static inline void ExtremesOfSquares(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step,
+                                     const NextRows& next, size_t count) {
+    constexpr int radius = size / 2;
+    const size_t reach = radius * step;
+    const BesidePlaces nearest(step), farthest(reach);
+    for (int y = 0; y < n; ++y) {
+        const Rows<size> around(rows + y);
+        const auto column = [=](auto load, ptrdiff_t i) [[gnu::always_inline]] {
+            ColumnExtremes of;
+            of.least = of.greatest = load(around.row[0] + i);
+            for (int j = 1; j < size; ++j) {
+                const Bytes value = load(around.row[j] + i);
+                if (low) of.least = Lesser(of.least, value);
+                if (high) of.greatest = Greater(of.greatest, value);
+            }
+            return of;
+        };
+        const auto finish = [=](auto load, const ColumnExtremes& before, const ColumnExtremes& here,
+                                const ColumnExtremes& after, ptrdiff_t i) [[gnu::always_inline]] {
+            Bytes least = here.least, greatest = here.greatest;
+            const auto add = [&](const BesidePlaces& beside) [[gnu::always_inline]] {
+                if (low) least = Lesser(least, beside.Left(before.least, here.least));
+                if (low) least = Lesser(least, beside.Right(here.least, after.least));
+                if (high) greatest = Greater(greatest, beside.Left(before.greatest, here.greatest));
+                if (high) greatest = Greater(greatest, beside.Right(here.greatest, after.greatest));
+            };
+            add(nearest);
+            if (radius == 2) add(farthest);
+            const Bytes result = !high ? least : !low ? greatest : Difference(greatest, least);
+            return alpha ? WithAlphaOf(result, load(around.row[size - 1] + i + reach)) : result;
+        };
+        WalkRow<alpha ? 4 : 1>(dst[y], count, reach, NextRow(next, y), column, finish);
+    }
+}
+
+template <int size, bool low, bool high>
+static inline void ExtremesOfSquares(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step,
+                                     const NextRows& next, size_t count) {
+    if (step == 4) {
+        ExtremesOfSquares<size, low, high, true>(dst, rows, n, 4, next, count);
+    } else {
+        ExtremesOfSquares<size, low, high, false>(dst, rows, n, step, next, count);
+    }
+}
+#else
 // The extreme of the last `size` values put, from the extremes of pairs of them.
 template <int size, class T, T (*pick)(T, T)>
 struct SlidingExtreme {
@@ -388,6 +441,7 @@ static inline void ExtremesOfSquares(uint8_t* const* dst, const uint8_t* const* 
         });
     }
 }
+#endif
 
 static void LeastOfSquares(uint8_t* const* dst, const uint8_t* const* rows, int n, int size, size_t step,
                            const NextRows& next, size_t count) {
@@ -409,7 +463,7 @@ static void SpreadOfSquares(uint8_t* const* dst, const uint8_t* const* rows, int
 
 // Against rows of column extremes, of which long vectors bring runs together in registers; that brings no alphas.
 static int SquaresWorthwhile(int size, size_t step) {
-#if VEL_AVX2 && !VEL_AVX512
+#if VEL_AVX2
     (void)step;
     return size <= 5;
 #else
@@ -441,7 +495,7 @@ static inline void ContourRow(uint8_t* dst, const uint8_t* const* rows, const Ne
 static void ContourRows(uint8_t* const* dst, const uint8_t* const* rows, int n, size_t step, const NextRows& next,
                         size_t count) {
     for (int y = 0; y < n; ++y) {
-        const NextRows row = {next.first + y * next.stride, 0, y < next.count ? 1 : 0};
+        const NextRows row = NextRow(next, y);
         switch (step) {
             case 1: ContourRow<1>(dst[y], rows + y, row, count); break;
             case 3: ContourRow<3>(dst[y], rows + y, row, count); break;

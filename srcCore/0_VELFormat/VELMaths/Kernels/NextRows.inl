@@ -8,3 +8,8 @@
     if (i % kLine >= step) return;
     for (int j = 0; j < next.count; ++j) __builtin_prefetch(next.first + j * next.stride + i, 0, 2);
 }
+
+// One of them, for a kernel that makes one row after the other.
+static inline NextRows NextRow(const NextRows& next, int y) {
+    return {next.first + y * next.stride, 0, y < next.count ? 1 : 0};
+}

@@ -4,9 +4,9 @@
 template <int kTaps>
 struct RowDigits {
     uint32_t words[kDigits][kTaps / 4] = {};
-    float error = 0;      // how far a sum of values from 0 to 1 can be off because weights are whole numbers
-    bool usable;          // sums stay below 2^31
-    bool exact = true;    // neither these sums nor those in single precision are ever rounded
+    float error = 0;    // how far a sum of values from 0 to 1 can be off because weights are whole numbers
+    bool usable;        // sums stay below 2^31
+    bool exact = true;  // neither these sums nor those in single precision are ever rounded
 
     explicit RowDigits(const float* weights) {
         float total = 0;
