@@ -35,6 +35,7 @@ static inline void BellColumn(uint8_t* const* dst, const uint8_t* const* rows, i
     WordPair row = {zero, zero}, sum = {zero, zero};
     for (int y = 0; y < n + 2; ++y) {
         const uint8_t* p = rows[y] + i;
+        FetchOn(rows[y], i, kVectorBytes);
         const WordPair middle = Words(LoadBytes(p));
         const Bytes after = LoadBytes(p + step);
         WordPair below = Plus(SumOfBytes(LoadBytes(p - step), after), middle);
@@ -46,6 +47,7 @@ static inline void BellColumn(uint8_t* const* dst, const uint8_t* const* rows, i
             }
             const Bytes result = VEL_BYTES_OP(packus_epi16)(VEL_BYTES_OP(mulhi_epu16)(all.low, multiplier),
                                                             VEL_BYTES_OP(mulhi_epu16)(all.high, multiplier));
+            FetchOnToWrite(dst[y - 2], i, kVectorBytes);
             StoreBytes(dst[y - 2] + i, alpha ? WithAlphaOf(result, after) : result);
         }
         sum = Plus(row, below);

@@ -113,6 +113,7 @@ struct WordWindows {
         const size_t across = alpha ? 4 : step, reach = size / 2 * across;
         WordPair waiting[size] = {};
         for (int y = 0; y < n + size - 1; ++y) {
+            FetchOn(rows[y], i, kVectorBytes);
             const Terms terms(rows[y] + i - reach, across);
             WordPair sums[kSums];
             for (int k = 0; k < kSums; ++k) sums[k] = terms.Sum(taps[k]);
@@ -121,6 +122,7 @@ struct WordWindows {
                 const WordPair all = waiting[size - 2];
                 const Bytes result = VEL_BYTES_OP(packus_epi16)(division.template Of<range>(all.low, last.low),
                                                                 division.template Of<range>(all.high, last.high));
+                FetchOnToWrite(dst[y - size + 1], i, kVectorBytes);
                 StoreBytes(dst[y - size + 1] + i, alpha ? WithAlphaOf(result, LoadBytes(rows[y] + i + reach)) : result);
             }
             for (int k = size - 2; k > 0; --k) {

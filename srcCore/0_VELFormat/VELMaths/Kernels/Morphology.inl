@@ -407,6 +407,7 @@ static inline void ExtremesOfSquaresAt(uint8_t* const* dst, const uint8_t* const
     SlidingExtreme<size, T, Greater> highs;
     for (int y = 0; y < n + size - 1; ++y) {
         const uint8_t* p = rows[y] + i - size / 2 * step;
+        FetchOn(rows[y], i, sizeof(T));
         T sample;
         Load(sample, p);
         T least = sample, greatest = sample;
@@ -418,6 +419,7 @@ static inline void ExtremesOfSquaresAt(uint8_t* const* dst, const uint8_t* const
         if (y >= size - 1) {
             const T all = lows.With(least), most = highs.With(greatest);
             const T result = !high ? all : !low ? most : Difference(most, all);
+            FetchOnToWrite(dst[y - size + 1], i, sizeof(T));
             Store(dst[y - size + 1] + i, alpha ? WithAlpha(result, sample, i) : result);
         }
         lows.Put(least);

@@ -17,16 +17,17 @@ static inline __mmask64 BytesBetween(ptrdiff_t i, ptrdiff_t low, ptrdiff_t high)
     return i + 64 > high ? fromLow & ~0ull >> (i + 64 - high) : fromLow;
 }
 
-// Makes `count` bytes of dst: column(load, i) brings together the rows' columns at places i to i + 63, by load(row + i);
-// finish(load, before, here, after, i) makes the results from three neighbouring ones, and may load as many bytes from
-// other places. Rows are readable `reach` bytes before and after, at most 64; beyond that, loads give 0. Places are
-// multiples of `unit`, a power of 2, and aligned in dst as far as that allows.
+// Makes `count` bytes of dst: column(load, i) brings together the rows' columns at places i to i + 63, by load(row +
+// i); finish(load, before, here, after, i) makes the results from three neighbouring ones, and may load as many bytes
+// from other places. Rows are readable `reach` bytes before and after, at most 64; beyond that, loads give 0. Places
+// are multiples of `unit`, a power of 2, and aligned in dst as far as that allows.
 template <size_t unit, class Column, class Finish>
 [[gnu::always_inline]] static inline void WalkRow(uint8_t* dst, size_t count, size_t reach, const NextRows& next,
                                                   Column column, Finish finish) {
     const auto end = static_cast<ptrdiff_t>(count), low = -static_cast<ptrdiff_t>(reach), high = end - low;
     ptrdiff_t i = -static_cast<ptrdiff_t>(reinterpret_cast<uintptr_t>(dst) % 64 / unit * unit);
-    const auto part = [&](ptrdiff_t at) [[gnu::always_inline]] { return column(PartLoad{BytesBetween(at, low, high)}, at); };
+    const auto part = [&](ptrdiff_t at)
+                          [[gnu::always_inline]] { return column(PartLoad{BytesBetween(at, low, high)}, at); };
     auto before = part(i - 64), here = part(i);
     const auto partly = [&]() [[gnu::always_inline]] {
         const auto after = part(i + 64);
