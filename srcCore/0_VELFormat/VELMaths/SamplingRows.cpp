@@ -103,6 +103,9 @@ void Sampler::Weigh(const float* positions, float* weights, size_t pitch, size_t
         alignas(64) uint32_t doubts[kRun];
         std::fill_n(doubts, run, 1u);
         if (series) m_kernels.TapSeries(weights + first, pitch, positions + first, doubts, run, SeriesOf(m_method));
+        uint32_t any = 0;
+        for (size_t i = 0; i < run; ++i) any |= doubts[i];
+        if (any == 0) continue;
         for (size_t i = first; i < first + run; ++i) {
             if (!doubts[i - first]) continue;
             if (i > 0 && FractionOf(positions[i]) == FractionOf(positions[i - 1])) {

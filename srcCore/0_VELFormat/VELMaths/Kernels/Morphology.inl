@@ -347,7 +347,7 @@ static inline void ExtremesOfSquares(uint8_t* const* dst, const uint8_t* const* 
     const BesidePlaces nearest(step), farthest(reach);
     for (int y = 0; y < n; ++y) {
         const Rows<size> around(rows + y);
-        const auto column = [=](auto load, ptrdiff_t i) [[gnu::always_inline]] {
+        const auto column = [=](auto load, ptrdiff_t i) __attribute__((always_inline)) {
             ColumnExtremes of;
             of.least = of.greatest = load(around.row[0] + i);
             for (int j = 1; j < size; ++j) {
@@ -358,9 +358,9 @@ static inline void ExtremesOfSquares(uint8_t* const* dst, const uint8_t* const* 
             return of;
         };
         const auto finish = [=](auto load, const ColumnExtremes& before, const ColumnExtremes& here,
-                                const ColumnExtremes& after, ptrdiff_t i) [[gnu::always_inline]] {
+                                const ColumnExtremes& after, ptrdiff_t i) __attribute__((always_inline)) {
             Bytes least = here.least, greatest = here.greatest;
-            const auto add = [&](const BesidePlaces& beside) [[gnu::always_inline]] {
+            const auto add = [&](const BesidePlaces& beside) __attribute__((always_inline)) {
                 if (low) least = Lesser(least, beside.Left(before.least, here.least));
                 if (low) least = Lesser(least, beside.Right(here.least, after.least));
                 if (high) greatest = Greater(greatest, beside.Left(before.greatest, here.greatest));

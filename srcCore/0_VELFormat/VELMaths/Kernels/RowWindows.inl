@@ -26,10 +26,11 @@ template <size_t unit, class Column, class Finish>
                                                   Column column, Finish finish) {
     const auto end = static_cast<ptrdiff_t>(count), low = -static_cast<ptrdiff_t>(reach), high = end - low;
     ptrdiff_t i = -static_cast<ptrdiff_t>(reinterpret_cast<uintptr_t>(dst) % 64 / unit * unit);
-    const auto part = [&](ptrdiff_t at)
-                          [[gnu::always_inline]] { return column(PartLoad{BytesBetween(at, low, high)}, at); };
+    const auto part = [&](ptrdiff_t at) __attribute__((always_inline)) {
+        return column(PartLoad{BytesBetween(at, low, high)}, at);
+    };
     auto before = part(i - 64), here = part(i);
-    const auto partly = [&]() [[gnu::always_inline]] {
+    const auto partly = [&]() __attribute__((always_inline)) {
         const auto after = part(i + 64);
         const __mmask64 stored = BytesBetween(i, 0, end);
         _mm512_mask_storeu_epi8(dst + i, stored, finish(PartLoad{stored}, before, here, after, i));
