@@ -1,4 +1,4 @@
-#include "unit/KernelCheck.h"
+#include "unit/SmallWindows.h"
 
 namespace {
 
@@ -67,26 +67,10 @@ struct RunToCombine {
           bytes(run.count + (length - 1) * step) {}
 };
 
-// Some rows of square windows.
-struct SmallWindows {
-    int n;
-    size_t step, count;
-    uint8_t* dst[9];
-    const uint8_t* rows[13];
-    SmallWindows(test::KernelRun& run, int size)
-        : n(run.random.Int(1, 9)),
-          step(run.random.Pick({1u, 3u, 4u})),
-          count(step == 4 ? run.count / 4 * 4 : run.count) {
-        const size_t reach = static_cast<size_t>(size / 2) * step;
-        for (int y = 0; y < n; ++y) dst[y] = run.Out(count);
-        for (int y = 0; y < n + size - 1; ++y) rows[y] = run.In(count + 2 * reach) + reach;
-    }
-};
-
 template <class Kernel>
 void CheckSquares(test::KernelRun& run, Kernel kernel) {
     const int size = run.random.Pick({3, 5});
-    const SmallWindows w(run, size);
+    const test::SmallWindows w(run, size);
     kernel(w.dst, w.rows, w.n, size, w.step, run.Next(), w.count);
 }
 
@@ -121,7 +105,7 @@ VEL_CHECK(Morphology, SquaresWorthwhile) {
 }
 
 VEL_CHECK(Morphology, ContourRows) {
-    const SmallWindows w(run, 3);
+    const test::SmallWindows w(run, 3);
     kernel(w.dst, w.rows, w.n, w.step, run.Next(), w.count);
 }
 

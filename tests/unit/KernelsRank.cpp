@@ -1,4 +1,4 @@
-#include "unit/KernelCheck.h"
+#include "unit/SmallWindows.h"
 
 VEL_CHECK(Rank, KeyRow) {
     const size_t pixelBytes = run.random.Pick({1u, 3u, 4u});
@@ -43,6 +43,11 @@ VEL_CHECK(Rank, KeyAtRank) {
     uint32_t rank = static_cast<uint32_t>(run.random.Int(0, static_cast<int>(all) - 1));
     run.Returned(kernel(counts, &rank));
     run.Returned(rank);
+}
+
+VEL_CHECK(Rank, MedianGreyRows) {
+    const test::SmallWindows w(run, 3, false);
+    kernel(w.dst, w.rows, w.n, run.Next(), w.count);
 }
 
 VEL_CHECK_FAMILY(Rank, VEL_RANK_KERNELS)

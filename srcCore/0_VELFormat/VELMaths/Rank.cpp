@@ -3,7 +3,7 @@
 #include <cstring>
 
 #include "Kernels/Kernels.h"
-#include "Neighbourhood.h"
+#include "SmallWindows.h"
 
 namespace vel {
 namespace {
@@ -67,6 +67,12 @@ private:
 
 // Small windows: by comparing all their samples, many windows at a time.
 HRESULT RankedMedians(const ImageView& target, const ImageView& source, const Window& window) {
+    if (window.Columns() == 3 && SampleBytes(source) == 1) {
+        const auto& kernels = Kernels().Rank();
+        return MapWindows<1>(target, source,
+                             [&](uint8_t* const* dst, const uint8_t* const* rows, int n, size_t, const NextRows& next,
+                                 size_t count) { kernels.MedianGreyRows(dst, rows, n, next, count); });
+    }
     KeyedRows rows(source, window);
     SampleWriter writer(target);
     if (!rows.Ready() || !writer.Ready()) return E_FAIL;

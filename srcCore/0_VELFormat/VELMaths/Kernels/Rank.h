@@ -1,7 +1,7 @@
 // Row kernels of the median: brightness keys, and the middle of windows by key.
 #pragma once
 
-#include "Level.h"
+#include "NextRows.h"
 
 namespace vel {
 
@@ -20,6 +20,9 @@ constexpr size_t kKeys = 256, kKeyGroups = 16, kKeyCounts = kKeys + kKeyGroups;
     X(void, MedianRow,                                                                                              \
       (uint8_t * dst, const uint8_t* const* keys, const uint8_t* const* samples, size_t size, size_t pixels,        \
        size_t pixelBytes))                                                                                          \
+    /* The same of 3 x 3 greys: n rows from n + 2, each readable one byte before and after. */                      \
+    X(void, MedianGreyRows,                                                                                         \
+      (uint8_t* const* dst, const uint8_t* const* rows, int n, const NextRows& next, size_t count))                 \
     /* counts[i] += added[i] - dropped[i] for kKeyCounts counts */                                                  \
     X(void, SlideCounts, (uint32_t * counts, const uint32_t* added, const uint32_t* dropped))                       \
     /* The key that comes at *rank when all are sorted; *rank becomes how many of that key come before. It is less  \

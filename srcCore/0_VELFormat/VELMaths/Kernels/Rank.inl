@@ -159,9 +159,39 @@ template <class L, int n, int at = 0>
     }
 }
 
+// Three values in order.
+template <class L>
+struct SortedThree {
+    typedef typename L::Type Type;
+    Type low, middle, high;
+    SortedThree(Type a, Type b, Type c) {
+        const Type lesser = L::Lesser(a, b), greater = L::Greater(a, b);
+        low = L::Lesser(lesser, c);
+        middle = L::Greater(lesser, L::Lesser(greater, c));
+        high = L::Greater(greater, c);
+    }
+};
+
+// Of nine values in three columns: what is not the greatest of the low ones, the least of the high ones or the middle
+// one of the middle ones has five others on one side.
+template <class L>
+static inline typename L::Type MiddleOfNine(const SortedThree<L>& a, const SortedThree<L>& b, const SortedThree<L>& c) {
+    const typename L::Type low = L::Greater(L::Greater(a.low, b.low), c.low);
+    const typename L::Type high = L::Lesser(L::Lesser(a.high, b.high), c.high);
+    return SortedThree<L>(low, SortedThree<L>(a.middle, b.middle, c.middle).middle, high).middle;
+}
+
+template <class L>
+static inline SortedThree<L> SortedColumn(const uint8_t* const* rows, size_t i) {
+    return {L::Load(rows[0] + i), L::Load(rows[1] + i), L::Load(rows[2] + i)};
+}
+
 // The middle keys of small windows, by a network of exchanges.
 template <class L, int size>
 static inline typename L::Type SortedMiddle(const uint8_t* const* keys, size_t i) {
+    if constexpr (size == 3) {
+        return MiddleOfNine<L>(SortedColumn<L>(keys, i), SortedColumn<L>(keys, i + 1), SortedColumn<L>(keys, i + 2));
+    }
     typename L::Type v[size * size];
     for (int y = 0; y < size; ++y) {
         for (int x = 0; x < size; ++x) v[y * size + x] = L::Load(keys[y] + i + x);
@@ -364,4 +394,46 @@ static void MedianRow(uint8_t* dst, const uint8_t* const* keys, const uint8_t* c
     }
 #endif
     for (size_t i = 0; i < pixels; ++i) MedianAt<OneLane>(dst, keys, pointers, size, i, pixelBytes);
+}
+
+#if VEL_AVX512
+static inline void MedianGreys(uint8_t* dst, const uint8_t* const* rows, const NextRows& next, size_t count) {
+    typedef SortedThree<VectorLanes> Column;
+    const uint8_t *const top = rows[0], *const middle = rows[1], *const bottom = rows[2];
+    const BesidePlaces beside(1);
+    const auto column = [=](auto load, ptrdiff_t i) __attribute__((always_inline)) {
+        return Column(load(top + i), load(middle + i), load(bottom + i));
+    };
+    const auto finish = [=](auto, const Column& before, const Column& here, const Column& after, ptrdiff_t)
+        __attribute__((always_inline)) {
+        Column left = here, right = here;
+        left.low = beside.Left(before.low, here.low);
+        left.middle = beside.Left(before.middle, here.middle);
+        left.high = beside.Left(before.high, here.high);
+        right.low = beside.Right(here.low, after.low);
+        right.middle = beside.Right(here.middle, after.middle);
+        right.high = beside.Right(here.high, after.high);
+        return MiddleOfNine<VectorLanes>(left, here, right);
+    };
+    WalkRow<1>(dst, count, 1, next, column, finish);
+}
+#else
+static inline void MedianGreys(uint8_t* dst, const uint8_t* const* rows, [[maybe_unused]] const NextRows& next,
+                               size_t count) {
+    const uint8_t* const left[] = {rows[0] - 1, rows[1] - 1, rows[2] - 1};
+#if VEL_VECTOR
+    if (count >= kVectorBytes) {
+        ForVectors(dst, count, 1, [=](size_t at) {
+            FetchNext(next, at, kVectorBytes);
+            StoreBytes(dst + at, SortedMiddle<VectorLanes, 3>(left, at));
+        });
+        return;
+    }
+#endif
+    for (size_t i = 0; i < count; ++i) dst[i] = SortedMiddle<OneLane, 3>(left, i);
+}
+#endif
+
+static void MedianGreyRows(uint8_t* const* dst, const uint8_t* const* rows, int n, const NextRows& next, size_t count) {
+    for (int y = 0; y < n; ++y) MedianGreys(dst[y], rows + y, NextRow(next, y), count);
 }
