@@ -1,5 +1,8 @@
 #include <algorithm>
 
+#include <algorithm>
+#include <vector>
+
 #include "unit/KernelCheck.h"
 
 VEL_CHECK(Move, MirrorRow) {
@@ -53,6 +56,33 @@ VEL_CHECK(Move, PickRow) {
     uint8_t* dst = run.Out(run.count * static_cast<size_t>(pixelBytes));
     run.Filled();
     kernel(dst, src, src + room, offsets, run.count, pixelBytes);
+}
+
+VEL_CHECK(Move, PickBlocks) {
+    const int pixelBytes = run.random.Pick({1, 2, 3, 4});
+    const auto bytes = static_cast<size_t>(pixelBytes);
+    vel::PickBlock block = {};
+    block.pixels = static_cast<uint32_t>(run.random.Int(1, 64 / pixelBytes));
+    // Offsets within a block, and of the next one.
+    std::vector<uint32_t> within(block.pixels, 0);
+    for (size_t i = 1; i < within.size(); ++i) {
+        within[i] = std::min(within[i - 1] + static_cast<uint32_t>(run.random.Int(0, 4)), 128u - pixelBytes);
+    }
+    for (size_t i = 0; i < block.pixels * bytes; ++i) {
+        block.places[i] = static_cast<uint8_t>(within[i / bytes] + i % bytes);
+    }
+    block.advance = within.back() + static_cast<uint32_t>(run.random.Int(0, 4));
+    uint32_t* offsets = run.In<uint32_t>(run.count);
+    const auto start = static_cast<uint32_t>(run.random.Int(0, 8));
+    for (size_t i = 0; i < run.count; ++i) {
+        offsets[i] = start + static_cast<uint32_t>(i / block.pixels) * block.advance + within[i % block.pixels];
+    }
+    const size_t room =
+        (run.count ? offsets[run.count - 1] : start) + bytes + static_cast<size_t>(run.random.Int(0, 9));
+    const uint8_t* src = run.In(room);
+    uint8_t* dst = run.Out(run.count * bytes);
+    run.Filled();
+    kernel(dst, src, src + room, offsets, &block, run.count, pixelBytes);
 }
 
 VEL_CHECK(Move, GreyTo24) {

@@ -87,6 +87,7 @@ void GridSampler::FindPickedColumns() {
         m_picks[i] = static_cast<uint32_t>(column) * sampler.m_source.PixelBytes();
     }
     m_picked = m_picked && m_neglected < 1e-6f;
+    if (m_picked) m_pickedRow = PickedRow(m_picks + span.first, span.last - span.first, sampler.m_source.PixelBytes());
 }
 
 void GridSampler::SampleRow(float y, const ImageView& to, int64_t row) {
@@ -96,7 +97,9 @@ void GridSampler::SampleRow(float y, const ImageView& to, int64_t row) {
     if (direct.first == direct.last || DirectCount() == 0) return SampleSlowly(y, to, row, 0, m_count);
     SampleSlowly(y, to, row, 0, m_span.first);
     if (m_picked && m_sampler.m_taps == 1) {
-        PickRow(TruncateToInt(y + m_sampler.m_add), m_span, to.Row(row) + m_span.first * to.PixelBytes());
+        const ImageView& source = m_sampler.m_source;
+        m_pickedRow.Pick(to.Row(row) + m_span.first * to.PixelBytes(), source.Row(TruncateToInt(y + m_sampler.m_add)),
+                         source.BlockEnd());
     } else {
         SampleDirect(y, to, row);
     }
@@ -151,13 +154,6 @@ void GridSampler::SampleDirect(float y, const ImageView& to, int64_t row) const 
     }
 }
 
-// Some columns of a source row, one after the other.
-void GridSampler::PickRow(int64_t sourceRow, const Span& span, uint8_t* dst) const {
-    const ImageView& source = m_sampler.m_source;
-    Kernels().Move().PickRow(dst, source.Row(sourceRow), source.BlockEnd(), m_picks + span.first,
-                             span.last - span.first, static_cast<int>(source.PixelBytes()));
-}
-
 // Brings a source row, or what lies beyond the image, together for all columns.
 void GridSampler::Hold(int64_t sourceRow, uint8_t* held) const {
     const ImageView& source = m_sampler.m_source;
@@ -166,7 +162,7 @@ void GridSampler::Hold(int64_t sourceRow, uint8_t* held) const {
     if (!m_picked) {
         SumColumns(inside ? source.Row(sourceRow) : nullptr, reinterpret_cast<float*>(held));
     } else if (inside) {
-        PickRow(sourceRow, {0, m_count}, held);
+        m_pickedRow.Pick(held, source.Row(sourceRow), source.BlockEnd());
     } else {
         for (size_t i = 0; i < m_count; ++i) std::memcpy(held + i * pixelBytes, &m_sampler.m_outside, pixelBytes);
     }

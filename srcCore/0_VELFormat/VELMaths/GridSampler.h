@@ -1,6 +1,7 @@
 // Sampling of the crossings of a grid whose columns are the same in every row.
 #pragma once
 
+#include "PickedRow.h"
 #include "SamplingRows.h"
 
 namespace vel {
@@ -30,7 +31,6 @@ private:
     void FindPickedColumns();
     void SampleSlowly(float y, const ImageView& to, int64_t row, size_t first, size_t last) const;
     void SampleDirect(float y, const ImageView& to, int64_t row) const;
-    void PickRow(int64_t sourceRow, const Span& span, uint8_t* dst) const;
     void Hold(int64_t sourceRow, uint8_t* held) const;
     void SumColumns(const uint8_t* row, float* sums) const;
     void SumHeldRows(float y, uint8_t* dst);
@@ -54,9 +54,10 @@ private:
     ScratchBuffer m_scratch;
     int64_t* m_offsets;  // of each position's first tap within its row
     float* m_weights;
-    uint32_t* m_picks;  // offsets of the pixel columns
-    uint8_t* m_rows;    // the held rows
-    uint8_t* m_doubts;  // a row's doubtful bytes
+    uint32_t* m_picks;      // offsets of the pixel columns
+    PickedRow m_pickedRow;  // of the direct columns by one tap, of all by several
+    uint8_t* m_rows;        // the held rows
+    uint8_t* m_doubts;      // a row's doubtful bytes
 };
 
 }  // namespace vel

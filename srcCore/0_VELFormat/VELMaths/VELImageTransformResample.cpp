@@ -1,5 +1,6 @@
 // Shear and change of size.
 #include "GridSampler.h"
+#include "PickedRow.h"
 #include "PixelBlock.h"
 #include "Truncate.h"
 #include "VELImageTransform.h"
@@ -54,14 +55,14 @@ bool Replicate(const ImageView& from, const ImageView& to, float xScale, float y
         inside = column >= 0 && static_cast<uint32_t>(column) < from.width;
         offsets[i] = static_cast<uint32_t>(column) * pixelBytes;
     }
-    const MoveKernels& kernels = Kernels().Move();
+    const PickedRow picked = inside ? PickedRow(offsets, to.width, pixelBytes) : PickedRow();
     int32_t previous = -1;
     for (uint32_t j = 0; j < to.height; ++j) {
         const int32_t row = source(j, yScale);
         if (row == previous) {
             std::memcpy(to.Row(j), to.Row(int64_t{j} - 1), to.RowBytes());
         } else if (inside && row >= 0 && static_cast<uint32_t>(row) < from.height) {
-            kernels.PickRow(to.Row(j), from.Row(row), from.BlockEnd(), offsets, to.width, static_cast<int>(pixelBytes));
+            picked.Pick(to.Row(j), from.Row(row), from.BlockEnd());
         } else {
             for (uint32_t i = 0; i < to.width; ++i) {
                 const int64_t column = source(i, xScale);

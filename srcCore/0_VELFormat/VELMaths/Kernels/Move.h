@@ -6,6 +6,12 @@
 
 namespace vel {
 
+// Pixels whose bytes, up to 64, lie `places` bytes after the first one's, all below 128.
+struct PickBlock {
+    uint8_t places[64];
+    uint32_t pixels, advance;
+};
+
 #define VEL_MOVE_KERNELS(X)                                                                                            \
     /* dst pixel i = src pixel (pixels - 1 - i); pixelBytes at least 1. */                                             \
     X(void, MirrorRow, (uint8_t * dst, const uint8_t* src, size_t pixels, int pixelBytes))                             \
@@ -19,6 +25,10 @@ namespace vel {
        `end` is read. */                                                                                               \
     X(void, PickRow,                                                                                                   \
       (uint8_t * dst, const uint8_t* src, const uint8_t* end, const uint32_t* offsets, size_t pixels, int pixelBytes)) \
+    /* The same where offsets[i + block->pixels] = offsets[i] + block->advance; see PickBlock. */                      \
+    X(void, PickBlocks,                                                                                                \
+      (uint8_t * dst, const uint8_t* src, const uint8_t* end, const uint32_t* offsets, const PickBlock* block,         \
+       size_t pixels, int pixelBytes))                                                                                 \
     /* One grey byte becomes (v, v, v). */                                                                             \
     X(void, GreyTo24, (uint8_t * dst, const uint8_t* src, size_t pixels))                                              \
     /* One grey byte becomes (v, v, v, 255). */                                                                        \

@@ -335,6 +335,32 @@ static void PickRow(uint8_t* dst, const uint8_t* src, const uint8_t* end, const 
     }
 }
 
+template <size_t bytes>
+static inline void PickBlocksOf(uint8_t* dst, const uint8_t* src, const uint8_t* end, const uint32_t* offsets,
+                                [[maybe_unused]] const PickBlock& block, size_t pixels) {
+    size_t i = 0;
+#if VEL_AVX512
+    const __m512i places = LoadBytes(block.places);
+    const __mmask64 stored = FirstBytes(block.pixels * bytes);
+    for (; i + block.pixels <= pixels && end - src - ptrdiff_t{offsets[i]} >= 128; i += block.pixels) {
+        const uint8_t* p = src + offsets[i];
+        _mm512_mask_storeu_epi8(dst + i * bytes, stored,
+                                _mm512_permutex2var_epi8(LoadBytes(p), places, LoadBytes(p + 64)));
+    }
+#endif
+    PickRowOf<bytes>(dst + i * bytes, src, end, offsets + i, pixels - i);
+}
+
+static void PickBlocks(uint8_t* dst, const uint8_t* src, const uint8_t* end, const uint32_t* offsets,
+                       const PickBlock* block, size_t pixels, int pixelBytes) {
+    switch (pixelBytes) {
+        case 1: PickBlocksOf<1>(dst, src, end, offsets, *block, pixels); break;
+        case 2: PickBlocksOf<2>(dst, src, end, offsets, *block, pixels); break;
+        case 3: PickBlocksOf<3>(dst, src, end, offsets, *block, pixels); break;
+        default: PickBlocksOf<4>(dst, src, end, offsets, *block, pixels);
+    }
+}
+
 #if VEL_AVX512
 // Byte i of a register becomes pixel i: which byte comes next in the part-th register of the result.
 static constexpr BytePlaces GreyPlaces(int pixelBytes, int part) {
