@@ -319,6 +319,8 @@ static size_t SubtractRow32(uint8_t* dst, const uint8_t* first, const uint8_t* s
 // ---------------------------------------------------------------------------------------------------------------
 // Single precision
 
+[[maybe_unused]] static inline float Magnitude(float value) { return value < 0 ? -value : value; }
+
 // A comparison with NaN fails, so NaN takes the lower limit.
 static inline float Limited(float value, float high) {
     const float floored = value > 0.0f ? value : 0.0f;
@@ -384,17 +386,29 @@ static inline Bytes ScaledFour(const Scaler& scaler, const uint8_t* p, size_t di
 }
 #endif
 
-static void WeightedRow(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t bytes, float firstFactor,
-                        float secondFactor, float offset) {
 #if VEL_VECTOR
+// `bounded`: no sum reaches 2^31, so that narrowing is all that limits it.
+template <bool bounded>
+static inline void WeighBytes(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t bytes,
+                              float firstFactor, float secondFactor, float offset) {
     const Floats f1 = SplatFloat(firstFactor), f2 = SplatFloat(secondFactor), raise = SplatFloat(offset);
     MapBytes(dst, first, second, bytes, [&](Bytes a, Bytes b) {
         const FourFloats x = FloatsOfBytes(a), y = FloatsOfBytes(b);
         const auto sum = [&](int k) {
-            return TruncatedBelow(Add(Add(Multiply(x.part[k], f1), Multiply(y.part[k], f2)), raise), 255.0f);
+            const Floats value = Add(Add(Multiply(x.part[k], f1), Multiply(y.part[k], f2)), raise);
+            return bounded ? VEL_BYTES_OP(cvttps_epi32)(value) : TruncatedBelow(value, 255.0f);
         };
         return Narrowed(sum(0), sum(1), sum(2), sum(3));
     });
+}
+#endif
+
+static void WeightedRow(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t bytes, float firstFactor,
+                        float secondFactor, float offset) {
+#if VEL_VECTOR
+    const float most = 255 * (Magnitude(firstFactor) + Magnitude(secondFactor)) + Magnitude(offset);
+    const auto weigh = most < 2e9f ? WeighBytes<true> : WeighBytes<false>;
+    weigh(dst, first, second, bytes, firstFactor, secondFactor, offset);
 #else
     for (size_t i = 0; i < bytes; ++i) {
         dst[i] = ClampedByte((first[i] * firstFactor + second[i] * secondFactor) + offset);
