@@ -57,17 +57,23 @@ static inline void StoreResults(uint8_t* dst, const Bytes* parts, const float*) 
     StoreBytes(dst, InMemoryOrder(Narrowed(parts[0], parts[1], parts[2], parts[3])));
 }
 
-// A register of bytes.
-static inline void SumBlock(uint8_t* dst, const uint8_t* const* rows, const float* weights, int taps, size_t at) {
-    Floats sums[4];
-    for (Floats& sum : sums) sum = SplatFloat(0);
+template <class Sample>
+static inline FourFloats SumsOfRows(const Sample* const* rows, const float* weights, int taps, size_t at) {
+    FourFloats sums;
+    for (Floats& sum : sums.part) sum = SplatFloat(0);
     for (int j = 0; j < taps; ++j) {
         const Floats weight = SplatFloat(weights[j]);
         const FourFloats values = LoadSamples(rows[j] + at);
-        for (int i = 0; i < 4; ++i) sums[i] = Add(sums[i], Multiply(weight, values.part[i]));
+        for (int i = 0; i < 4; ++i) sums.part[i] = Add(sums.part[i], Multiply(weight, values.part[i]));
     }
+    return sums;
+}
+
+// A register of bytes.
+static inline void SumBlock(uint8_t* dst, const uint8_t* const* rows, const float* weights, int taps, size_t at) {
+    const FourFloats sums = SumsOfRows(rows, weights, taps, at);
     Bytes whole[4];
-    for (int i = 0; i < 4; ++i) whole[i] = BytesOfSums(sums[i]);
+    for (int i = 0; i < 4; ++i) whole[i] = BytesOfSums(sums.part[i]);
     StoreResults(dst + at, whole, rows[0]);
 }
 
@@ -103,17 +109,11 @@ static inline size_t GuardedVectors(uint8_t* dst, uint8_t* doubts, const Sample*
                                     int taps, float tolerance, size_t count) {
     size_t at = GuardedWholeNumbers(dst, doubts, rows, weights, taps, tolerance, count);
     for (; at + sizeof(Bytes) <= count; at += sizeof(Bytes)) {
-        Floats sums[4];
-        for (Floats& sum : sums) sum = SplatFloat(0);
-        for (int j = 0; j < taps; ++j) {
-            const Floats weight = SplatFloat(weights[j]);
-            const FourFloats values = LoadSamples(rows[j] + at);
-            for (int i = 0; i < 4; ++i) sums[i] = Add(sums[i], Multiply(weight, values.part[i]));
-        }
+        const FourFloats sums = SumsOfRows(rows, weights, taps, at);
         Bytes whole[4], near[4];
         for (int i = 0; i < 4; ++i) {
-            whole[i] = BytesOfSums(sums[i]);
-            near[i] = NearSteps(sums[i], SplatFloat(tolerance));
+            whole[i] = BytesOfSums(sums.part[i]);
+            near[i] = NearSteps(sums.part[i], SplatFloat(tolerance));
         }
         StoreResults(dst + at, whole, rows[0]);
         StoreResults(doubts + at, near, rows[0]);
