@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "unit/KernelCheck.h"
+#include "unit/SmallWindows.h"
 
 namespace {
 
@@ -158,14 +158,8 @@ VEL_CHECK(Convolution, BellRows) {
     bell.centre = static_cast<int16_t>(run.random.Int(-100, 100));
     // As many results as possible below 255.
     bell.multiplier = static_cast<uint16_t>(run.random.Int(1, 12000));
-    const int n = run.random.Int(1, 9);
-    const size_t step = run.random.Pick({1u, 3u, 4u});
-    const size_t count = step == 4 ? run.count / 4 * 4 : run.count;
-    uint8_t* dst[9];
-    const uint8_t* rows[11];
-    for (int y = 0; y < n; ++y) dst[y] = run.Out(count);
-    for (int y = 0; y < n + 2; ++y) rows[y] = run.In(count + 2 * step) + step;
-    kernel(dst, rows, n, bell, step, run.Next(), count);
+    const test::SmallWindows w(run, 3);
+    kernel(w.dst, w.rows, w.n, bell, w.step, run.Next(), w.count);
 }
 
 VEL_CHECK(Convolution, ConvolveWords) {
@@ -192,14 +186,8 @@ VEL_CHECK(Convolution, ConvolveWords) {
     plan.raise = static_cast<uint16_t>(above ? random.Int(0, 1) : 0);
     plan.rest = static_cast<uint16_t>(above ? random.Int(0, 300) : 0);
     plan.below = static_cast<uint16_t>(random.Chance(50) ? 0 : random.Int(0, 300));
-    const int n = random.Int(1, 9);
-    uint8_t* dst[9];
-    const uint8_t* rows[9 + vel::WordPlan::kMostSize - 1];
-    const size_t count = plan.step == 4 ? run.count / 4 * 4 : run.count;
-    const size_t reach = static_cast<size_t>(plan.size / 2) * plan.step;
-    for (int y = 0; y < n; ++y) dst[y] = run.Out(count);
-    for (int y = 0; y < n + plan.size - 1; ++y) rows[y] = run.In(count + 2 * reach) + reach;
-    kernel(dst, rows, n, plan, run.Next(), count);
+    const test::SmallWindows w(run, plan.size, plan.step);
+    kernel(w.dst, w.rows, w.n, plan, run.Next(), w.count);
 }
 
 // Levels may judge differently; the answer only chooses between two ways to the same bits.

@@ -36,7 +36,7 @@ RandomPixels Pixels(test::KernelRun& run, int least) {
     return {{bits, bottomUp ? -pitch : pitch, block, block + size, pixelBytes}, width, height};
 }
 
-size_t PixelBytesOf(const RandomPixels& pixels) { return static_cast<size_t>(pixels.view.end - pixels.view.begin); }
+size_t BlockBytes(const RandomPixels& pixels) { return static_cast<size_t>(pixels.view.end - pixels.view.begin); }
 
 // Brings one position's weights to that sum, unless theirs is next to 0.
 void Scale(float* weights, size_t pitch, int taps, double sum) {
@@ -68,7 +68,7 @@ void CheckAccumulation(Kernel kernel, test::KernelRun& run, int taps) {
     }
     // Mostly not more than a series' weights add up to; and flat images, whose sums are steps but for their rounding.
     const bool flat = run.random.Chance(30);
-    if (flat) std::memset(const_cast<uint8_t*>(pixels.view.begin), run.random.Int(1, 255), PixelBytesOf(pixels));
+    if (flat) std::memset(const_cast<uint8_t*>(pixels.view.begin), run.random.Int(1, 255), BlockBytes(pixels));
     for (size_t k = 0; k < run.count; ++k) {
         Scale(columns + k, columnPitch, taps, flat ? 1 : run.random.Real(0.2, 4));
         Scale(rows + k, rowPitch, taps, flat ? 1 : run.random.Real(0.2, 4));
@@ -199,10 +199,12 @@ struct WeightedRows {
         for (int j = 0; j < 12; ++j) weights[j] = static_cast<float>(run.random.Real(-0.4, 0.8));
         if (run.random.Chance(80)) Scale(weights, 1, taps, flat ? 1 : run.random.Real(0.2, 1.5));
         if (run.random.Chance(30)) {  // Multiples of 1/8, or of 2^-18 that add up to 1.
-            const int unit = run.random.Chance(50) ? 8 : 1 << 18, most = unit / taps * 2;
+            const int unit = run.random.Chance(50) ? 8 : 1 << 18, most = unit / taps;
             int rest = unit;
             for (int j = 0; j < 12; ++j) {
-                const int number = unit == 8 ? run.random.Int(-1, 2) : j + 1 == taps ? rest : run.random.Int(0, most);
+                const int number = unit == 8       ? run.random.Int(-1, 2)
+                                   : j + 1 == taps ? rest
+                                                   : run.random.Int(-most, 2 * most);
                 rest -= number;
                 weights[j] = static_cast<float>(number) / static_cast<float>(unit);
             }

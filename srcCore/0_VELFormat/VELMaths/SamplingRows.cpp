@@ -205,32 +205,31 @@ void Sampler::SampleSlowly(const float* x, const float* y, uint32_t* colours, si
 // Every position's taps are brought together as a little image of colour words, pixel by pixel, those outside included.
 // The 4 x 4 methods leave alpha out on this path.
 void Sampler::SampleTiles(const float* x, const float* y, uint32_t* colours, size_t count) const {
-    constexpr size_t kBatch = 16;
     const auto taps = static_cast<size_t>(m_taps), tilePixels = taps * taps;
     const uint32_t kept = m_method == Interpolation::Lanczos6 ? 0xFFFFFFFFu : 0x00FFFFFFu;
-    alignas(64) uint32_t tiles[12 * 12 * kBatch];
-    alignas(64) float columns[12 * kBatch], rows[12 * kBatch];
-    alignas(64) int64_t offsets[kBatch];
-    size_t places[kBatch], batched = 0;
-    for (size_t i = 0; i < kBatch; ++i) offsets[i] = static_cast<int64_t>(i * tilePixels * sizeof(uint32_t));
+    alignas(64) uint32_t tiles[12 * 12 * kExactRun];
+    alignas(64) float columns[12 * kExactRun], rows[12 * kExactRun];
+    alignas(64) int64_t offsets[kExactRun];
+    size_t places[kExactRun], batched = 0;
+    for (size_t i = 0; i < kExactRun; ++i) offsets[i] = static_cast<int64_t>(i * tilePixels * sizeof(uint32_t));
     const auto* begin = reinterpret_cast<const uint8_t*>(tiles);
     const SampledPixels pixels{begin, static_cast<ptrdiff_t>(taps * sizeof(uint32_t)), begin, begin + sizeof tiles, 4};
     for (size_t k = 0; k < count; ++k) {
         if (ReachOf(m_method, x[k], m_source.width).outside || ReachOf(m_method, y[k], m_source.height).outside) {
             colours[k] = m_outside;
         } else {
-            WeighTaps(m_method, x[k], columns + batched, kBatch);
+            WeighTaps(m_method, x[k], columns + batched, kExactRun);
             if (batched > 0 && y[k] == y[places[batched - 1]]) {
-                for (size_t j = 0; j < taps; ++j) rows[j * kBatch + batched] = rows[j * kBatch + batched - 1];
+                for (size_t j = 0; j < taps; ++j) rows[j * kExactRun + batched] = rows[j * kExactRun + batched - 1];
             } else {
-                WeighTaps(m_method, y[k], rows + batched, kBatch);
+                WeighTaps(m_method, y[k], rows + batched, kExactRun);
             }
             CopyTile(FirstTap(m_method, x[k]), FirstTap(m_method, y[k]), tiles + batched * tilePixels);
             places[batched++] = k;
         }
-        if (batched == kBatch || k + 1 == count) {
-            alignas(64) uint32_t sums[kBatch];
-            Accumulate(pixels, {offsets, columns, kBatch, rows, kBatch}, sums, batched);
+        if (batched == kExactRun || k + 1 == count) {
+            alignas(64) uint32_t sums[kExactRun];
+            Accumulate(pixels, {offsets, columns, kExactRun, rows, kExactRun}, sums, batched);
             for (size_t i = 0; i < batched; ++i) colours[places[i]] = sums[i] & kept;
             batched = 0;
         }

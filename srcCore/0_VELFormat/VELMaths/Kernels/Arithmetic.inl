@@ -319,8 +319,6 @@ static size_t SubtractRow32(uint8_t* dst, const uint8_t* first, const uint8_t* s
 // ---------------------------------------------------------------------------------------------------------------
 // Single precision
 
-[[maybe_unused]] static inline float Magnitude(float value) { return value < 0 ? -value : value; }
-
 // A comparison with NaN fails, so NaN takes the lower limit.
 static inline float Limited(float value, float high) {
     const float floored = value > 0.0f ? value : 0.0f;
@@ -406,7 +404,7 @@ static inline void WeighBytes(uint8_t* dst, const uint8_t* first, const uint8_t*
 static void WeightedRow(uint8_t* dst, const uint8_t* first, const uint8_t* second, size_t bytes, float firstFactor,
                         float secondFactor, float offset) {
 #if VEL_VECTOR
-    const float most = 255 * (Magnitude(firstFactor) + Magnitude(secondFactor)) + Magnitude(offset);
+    const float most = 255 * (__builtin_fabsf(firstFactor) + __builtin_fabsf(secondFactor)) + __builtin_fabsf(offset);
     const auto weigh = most < 2e9f ? WeighBytes<true> : WeighBytes<false>;
     weigh(dst, first, second, bytes, firstFactor, secondFactor, offset);
 #else

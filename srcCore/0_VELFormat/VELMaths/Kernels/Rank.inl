@@ -164,11 +164,9 @@ template <class L>
 struct SortedThree {
     typedef typename L::Type Type;
     Type low, middle, high;
-    SortedThree(Type a, Type b, Type c) {
+    static SortedThree Of(Type a, Type b, Type c) {
         const Type lesser = L::Lesser(a, b), greater = L::Greater(a, b);
-        low = L::Lesser(lesser, c);
-        middle = L::Greater(lesser, L::Lesser(greater, c));
-        high = L::Greater(greater, c);
+        return {L::Lesser(lesser, c), L::Greater(lesser, L::Lesser(greater, c)), L::Greater(greater, c)};
     }
 };
 
@@ -178,12 +176,12 @@ template <class L>
 static inline typename L::Type MiddleOfNine(const SortedThree<L>& a, const SortedThree<L>& b, const SortedThree<L>& c) {
     const typename L::Type low = L::Greater(L::Greater(a.low, b.low), c.low);
     const typename L::Type high = L::Lesser(L::Lesser(a.high, b.high), c.high);
-    return SortedThree<L>(low, SortedThree<L>(a.middle, b.middle, c.middle).middle, high).middle;
+    return SortedThree<L>::Of(low, SortedThree<L>::Of(a.middle, b.middle, c.middle).middle, high).middle;
 }
 
 template <class L>
 static inline SortedThree<L> SortedColumn(const uint8_t* const* rows, size_t i) {
-    return {L::Load(rows[0] + i), L::Load(rows[1] + i), L::Load(rows[2] + i)};
+    return SortedThree<L>::Of(L::Load(rows[0] + i), L::Load(rows[1] + i), L::Load(rows[2] + i));
 }
 
 // The middle keys of small windows, by a network of exchanges.
@@ -191,13 +189,14 @@ template <class L, int size>
 static inline typename L::Type SortedMiddle(const uint8_t* const* keys, size_t i) {
     if constexpr (size == 3) {
         return MiddleOfNine<L>(SortedColumn<L>(keys, i), SortedColumn<L>(keys, i + 1), SortedColumn<L>(keys, i + 2));
+    } else {
+        typename L::Type v[size * size];
+        for (int y = 0; y < size; ++y) {
+            for (int x = 0; x < size; ++x) v[y * size + x] = L::Load(keys[y] + i + x);
+        }
+        Sort<L, size * size>(v);
+        return v[size * size / 2];
     }
-    typename L::Type v[size * size];
-    for (int y = 0; y < size; ++y) {
-        for (int x = 0; x < size; ++x) v[y * size + x] = L::Load(keys[y] + i + x);
-    }
-    Sort<L, size * size>(v);
-    return v[size * size / 2];
 }
 
 // How many of a window's keys are above `limit`. `known` is the size where the compiler may unroll it, or 0.
@@ -402,17 +401,14 @@ static inline void MedianGreys(uint8_t* dst, const uint8_t* const* rows, const N
     const uint8_t *const top = rows[0], *const middle = rows[1], *const bottom = rows[2];
     const BesidePlaces beside(1);
     const auto column = [=](auto load, ptrdiff_t i) __attribute__((always_inline)) {
-        return Column(load(top + i), load(middle + i), load(bottom + i));
+        return Column::Of(load(top + i), load(middle + i), load(bottom + i));
     };
     const auto finish = [=](auto, const Column& before, const Column& here, const Column& after, ptrdiff_t)
         __attribute__((always_inline)) {
-        Column left = here, right = here;
-        left.low = beside.Left(before.low, here.low);
-        left.middle = beside.Left(before.middle, here.middle);
-        left.high = beside.Left(before.high, here.high);
-        right.low = beside.Right(here.low, after.low);
-        right.middle = beside.Right(here.middle, after.middle);
-        right.high = beside.Right(here.high, after.high);
+        const Column left = {beside.Left(before.low, here.low), beside.Left(before.middle, here.middle),
+                             beside.Left(before.high, here.high)};
+        const Column right = {beside.Right(here.low, after.low), beside.Right(here.middle, after.middle),
+                              beside.Right(here.high, after.high)};
         return MiddleOfNine<VectorLanes>(left, here, right);
     };
     WalkRow<1>(dst, count, 1, next, column, finish);

@@ -19,7 +19,7 @@ struct RowDigits {
             error += rest * kDigitUnit;
             // Sums of bytes with such weights are below 2^9 and multiples of 2^-15.
             exact = exact && rest == 0 && number % 128 == 0;
-            const uint32_t digits = (static_cast<uint32_t>(number) + 0x00808080) ^ 0x00808080;
+            const uint32_t digits = static_cast<uint32_t>((number + kDigitBias) ^ kDigitBias);
             for (int rank = 0; rank < kDigits; ++rank) {
                 words[rank][j / 4] |= (digits >> 8 * rank & 255) << 8 * (j % 4);
             }
@@ -28,31 +28,25 @@ struct RowDigits {
 
     // The sums of 64 bytes' columns from `at` on, which keep to the quarters of a register.
     void Sum(__m512i* sums, const uint8_t* const* rows, size_t at) const {
-        __m512i quads[kTaps / 4][4];
-        for (int group = 0; group < kTaps / 4; ++group) LoadQuads(quads[group], rows + 4 * group, at);
+        __m512i quads[4][kTaps / 4];
+        for (int group = 0; group < kTaps / 4; ++group) LoadQuads(quads, group, rows + 4 * group, at);
         for (int i = 0; i < 4; ++i) {
-            sums[i] = _mm512_setzero_si512();
-            for (int rank = kDigits - 1; rank >= 0; --rank) {
-                sums[i] = _mm512_slli_epi32(sums[i], 8);
-                for (int group = 0; group < kTaps / 4; ++group) {
-                    const __m512i digits = _mm512_set1_epi32(static_cast<int>(words[rank][group]));
-                    sums[i] = _mm512_dpbusd_epi32(sums[i], quads[group][i], digits);
-                }
-            }
+            sums[i] = SumOfDigits<kTaps / 4>(
+                quads[i], [&](int rank, int group) { return _mm512_set1_epi32(static_cast<int>(words[rank][group])); });
         }
     }
 
 private:
     // Bytes of four rows as words.
-    static void LoadQuads(__m512i* quads, const uint8_t* const* rows, size_t at) {
+    static void LoadQuads(__m512i (*quads)[kTaps / 4], int group, const uint8_t* const* rows, size_t at) {
         const __m512i a = LoadBytes(rows[0] + at), b = LoadBytes(rows[1] + at);
         const __m512i c = LoadBytes(rows[2] + at), d = LoadBytes(rows[3] + at);
         const __m512i lowAB = _mm512_unpacklo_epi8(a, b), highAB = _mm512_unpackhi_epi8(a, b);
         const __m512i lowCD = _mm512_unpacklo_epi8(c, d), highCD = _mm512_unpackhi_epi8(c, d);
-        quads[0] = _mm512_unpacklo_epi16(lowAB, lowCD);
-        quads[1] = _mm512_unpackhi_epi16(lowAB, lowCD);
-        quads[2] = _mm512_unpacklo_epi16(highAB, highCD);
-        quads[3] = _mm512_unpackhi_epi16(highAB, highCD);
+        quads[0][group] = _mm512_unpacklo_epi16(lowAB, lowCD);
+        quads[1][group] = _mm512_unpackhi_epi16(lowAB, lowCD);
+        quads[2][group] = _mm512_unpacklo_epi16(highAB, highCD);
+        quads[3][group] = _mm512_unpackhi_epi16(highAB, highCD);
     }
 };
 

@@ -7,6 +7,8 @@
 
 static constexpr float kDigitUnit = 1 / 4194304.0f;
 static constexpr int kDigits = 3, kTapGroups = 3;
+// Bytes of a number raised by this, less 128 each, are its signed digits.
+static constexpr int32_t kDigitBias = 0x00808080;
 
 // In each word bytes of two registers: byte `low` of both, then byte `high`.
 static constexpr BytePlaces DigitPlaces(int low, int high) {
@@ -35,8 +37,7 @@ struct WeightDigits {
                 const __m512 rest = _mm512_sub_ps(scaled, FloatsOf(number));
                 above = Add(above, _mm512_max_ps(rest, SplatFloat(0)));
                 below = _mm512_sub_ps(below, _mm512_min_ps(rest, SplatFloat(0)));
-                // Bytes less 128 each are signed digits.
-                const __m512i bias = _mm512_set1_epi32(0x00808080);
+                const __m512i bias = _mm512_set1_epi32(kDigitBias);
                 numbers[i] = _mm512_xor_si512(_mm512_add_epi32(number, bias), bias);
             }
             SetGroup(group, numbers);
@@ -59,14 +60,14 @@ private:
     }
 };
 
-// The sums of pixels with digits(rank, group), lowest rank first.
-template <class Digits>
-static inline __m512i SumOfDigits(const __m512i* pixels, Digits digits) {
+// The sums of groups of four samples with digits(rank, group), lowest rank first.
+template <int kGroups, class Digits>
+static inline __m512i SumOfDigits(const __m512i* samples, Digits digits) {
     __m512i sum = _mm512_setzero_si512();
     for (int rank = kDigits - 1; rank >= 0; --rank) {
         sum = _mm512_slli_epi32(sum, 8);
-        for (int group = 0; group < kTapGroups; ++group) {
-            sum = _mm512_dpbusd_epi32(sum, pixels[group], digits(rank, group));
+        for (int group = 0; group < kGroups; ++group) {
+            sum = _mm512_dpbusd_epi32(sum, samples[group], digits(rank, group));
         }
     }
     return sum;
@@ -154,7 +155,8 @@ private:
             }
             __m512i groups[4];
             ExchangeWords(groups, pixels[0], pixels[1], pixels[2], pixels[3]);
-            const __m512i sum = SumOfDigits(groups, [&](int rank, int group) { return digits[rank][group]; });
+            const __m512i sum =
+                SumOfDigits<kTapGroups>(groups, [&](int rank, int group) { return digits[rank][group]; });
             total = Fused(FloatsOf(sum), _mm512_castsi512_ps(RepeatFour(rowWeights[j] + first)), total);
             partials = Add(partials, Magnitudes(total));
         }
@@ -186,7 +188,8 @@ struct DigitSums<1> : GuardedDigitSums<1> {
             __m512i pixels[4];
             ExchangeWords(pixels, LoadQuarters(row, places), LoadQuarters(row, places + 4),
                           LoadQuarters(row, places + 8), LoadQuarters(row, places + 12));
-            const __m512i sum = SumOfDigits(pixels, [&](int rank, int group) { return weights.words[rank][group]; });
+            const __m512i sum =
+                SumOfDigits<kTapGroups>(pixels, [&](int rank, int group) { return weights.words[rank][group]; });
             sums[0] = Fused(FloatsOf(sum), LoadLanes(taps.rows + j * taps.rowPitch + k, lanes), sums[0]);
             tolerance.partial = Add(tolerance.partial, Magnitudes(sums[0]));
         }
